@@ -1,0 +1,16 @@
+#ifndef VEXAMGR_CLIP_DATE_TIME_H
+#define VEXAMGR_CLIP_DATE_TIME_H
+
+#include <cstdint>
+
+// The start or end of a clip, as written in its clip description, in seconds since
+// 1970-01-01T00:00:00 UTC, modulo 2^32.
+//
+// Accepts ISO-8601 to whole seconds, "2013-05-21T14:03:27", followed by "Z" (UTC), by nothing
+// (UTC) or by an offset from UTC, "+hhmm" or "-hhmm", whose range is not tested. What follows the
+// "Z" or the offset is ignored. Field widths and ranges are those of strptime(3); `text` may be
+// null. Returns 0 and stores into *seconds, or returns EINVAL (22) and leaves *seconds unchanged.
+// Logs nothing.
+int ParseDateTime(const char* text, uint32_t* seconds);
+
+#endif
