@@ -1,0 +1,124 @@
+/* The records of the command channel, through which other processes ask vexamgr to insert or
+ * delete a clip or to update the recording. For C11 and C++17.
+ *
+ * One System V message queue (see sysvipc(7)) carries both directions. A requester opens it with
+ * msgget(COMMAND_QUEUE_KEY, 0), sends a CommandMessage of type COMMAND_REQUEST_TYPE with msgsnd(2)
+ * and waits with msgrcv(2) for the CommandReply of the type that it named in SenderType. Sizes
+ * given to msgsnd and msgrcv, and the offsets below, count from the first byte after mtype. All
+ * integers are in the host's byte order. */
+#ifndef VEXAMGR_COMMAND_MESSAGES_H
+#define VEXAMGR_COMMAND_MESSAGES_H
+
+#include <assert.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <sys/types.h>
+
+#define COMMAND_QUEUE_KEY ((key_t)0xECDB0123)
+
+/* The message type of every request; the service receives no other. */
+#define COMMAND_REQUEST_TYPE 1
+
+/* Values of MessageId. The service ends, without a reply, on any other. */
+#define COMMAND_INSERT_CLIP 0      /* Data: path of a clip description, with its NUL */
+#define COMMAND_DELETE_CLIP 1      /* Data: the same */
+#define COMMAND_UPDATE_RECORDING 2 /* Update: the whole record */
+
+/* Sizes in bytes, without mtype. */
+#define COMMAND_HEADER_SIZE 12   /* a request without its data */
+#define COMMAND_DATA_SIZE 1500   /* the most data that a request can carry */
+#define COMMAND_TEXT_SIZE 1512   /* the longest request */
+#define COMMAND_UPDATE_SIZE 1320 /* every COMMAND_UPDATE_RECORDING request */
+#define COMMAND_REPLY_SIZE 16    /* every reply */
+
+/* The new values of a recording's descriptive columns. Texts are NUL-terminated; one without a NUL
+ * ends with its field.
+ *
+ *   offset  size  field
+ *        0     4  Id
+ *       12   132  Content
+ *      144   128  SourceId
+ *      272   128  SourceName
+ *      400   128  SourceLocation
+ *      528   128  SourceDescription
+ *      656   128  SourceAddress
+ *      784     4  MaxRetentionTime
+ *     1308        end */
+typedef struct RecordingUpdate {
+  int32_t Id;        /* selects the Recording row; 1 is the one that the service creates */
+  char Unused4[8];   /* not read */
+  char Content[132]; /* at most 131 characters, the texts below 127 */
+  char SourceId[128];
+  char SourceName[128];
+  char SourceLocation[128];
+  char SourceDescription[128];
+  char SourceAddress[128];
+  uint32_t MaxRetentionTime;
+  char Unused788[520]; /* not read */
+} RecordingUpdate;
+
+/* A request.
+ *
+ *   offset  size  field
+ *        0     4  SenderType
+ *        4     4  MessageId
+ *        8     4  DataLength
+ *       12  1500  Data, or Update in its first 1308 bytes */
+typedef struct CommandMessage {
+  long mtype;         /* COMMAND_REQUEST_TYPE */
+  int32_t SenderType; /* where the requester awaits the reply: positive, not 1, its own alone */
+  int32_t MessageId;
+  int32_t DataLength; /* number of data bytes; the service goes by the size of the message */
+  union {
+    char Data[COMMAND_DATA_SIZE];
+    RecordingUpdate Update;
+  };
+} CommandMessage;
+
+/* The answer to one request.
+ *
+ *   offset  size  field
+ *        0     4  SenderType
+ *        4     4  MessageId
+ *        8     4  DataLength
+ *       12     4  Result */
+typedef struct CommandReply {
+  long mtype;         /* the request's SenderType */
+  int32_t SenderType; /* COMMAND_REQUEST_TYPE */
+  int32_t MessageId;  /* the request's */
+  int32_t DataLength; /* 4, the size of Result */
+  int32_t Result;     /* 0 when the request was carried out, otherwise why not */
+} CommandReply;
+
+#define COMMAND_ASSERT_OFFSET(record, field, offset) \
+  static_assert(offsetof(record, field) == (offset), #record "." #field)
+#define COMMAND_ASSERT_TEXT_OFFSET(record, field, offset) \
+  COMMAND_ASSERT_OFFSET(record, field, sizeof(long) + (offset))
+
+COMMAND_ASSERT_OFFSET(RecordingUpdate, Id, 0);
+COMMAND_ASSERT_OFFSET(RecordingUpdate, Content, 12);
+COMMAND_ASSERT_OFFSET(RecordingUpdate, SourceId, 144);
+COMMAND_ASSERT_OFFSET(RecordingUpdate, SourceName, 272);
+COMMAND_ASSERT_OFFSET(RecordingUpdate, SourceLocation, 400);
+COMMAND_ASSERT_OFFSET(RecordingUpdate, SourceDescription, 528);
+COMMAND_ASSERT_OFFSET(RecordingUpdate, SourceAddress, 656);
+COMMAND_ASSERT_OFFSET(RecordingUpdate, MaxRetentionTime, 784);
+static_assert(sizeof(RecordingUpdate) == 1308, "RecordingUpdate");
+
+COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, SenderType, 0);
+COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, MessageId, 4);
+COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, DataLength, 8);
+COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, Data, COMMAND_HEADER_SIZE);
+COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, Update, COMMAND_HEADER_SIZE);
+static_assert(sizeof(CommandMessage) == sizeof(long) + COMMAND_TEXT_SIZE, "CommandMessage");
+
+COMMAND_ASSERT_TEXT_OFFSET(CommandReply, SenderType, 0);
+COMMAND_ASSERT_TEXT_OFFSET(CommandReply, MessageId, 4);
+COMMAND_ASSERT_TEXT_OFFSET(CommandReply, DataLength, 8);
+COMMAND_ASSERT_TEXT_OFFSET(CommandReply, Result, 12);
+static_assert(sizeof(CommandReply) == sizeof(long) + COMMAND_REPLY_SIZE, "CommandReply");
+
+#undef COMMAND_ASSERT_TEXT_OFFSET
+#undef COMMAND_ASSERT_OFFSET
+
+#endif

@@ -1,0 +1,33 @@
+#ifndef VEXAMGR_IPC_REQUESTER_H
+#define VEXAMGR_IPC_REQUESTER_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "ipc/command_messages.h"
+
+// The requester's side of the command channel.
+
+// Opens the service's queue, never creating it. Returns 0 and stores into *queueId, or returns the
+// errno of msgget(2) and leaves *queueId unchanged; ENOENT: there is no queue, so no service.
+int OpenCommandQueue(int* queueId);
+
+// The longest path that a request can carry, in bytes without the NUL.
+constexpr size_t kMaxPathLength = COMMAND_DATA_SIZE - 1;
+
+// Makes *request an insert or a delete of the clip whose description has this path, cut to
+// kMaxPathLength. Returns the size of the request's text.
+size_t MakePathRequest(int32_t messageId, std::string_view path, CommandMessage* request);
+
+// Sends the first textSize bytes of the request's text and waits for its reply, both within one
+// time limit. mtype and SenderType are filled in: the calling thread's id, after any reply left
+// for it by an earlier thread of that id has been drained. Returns 0 and stores the service's
+// result code into *result; ETIMEDOUT, or the errno of msgsnd(2) or msgrcv(2), and leaves *result
+// unchanged. After ETIMEDOUT the request may still be carried out, and its late reply would be
+// taken for that of the thread's next request.
+int SendRequest(int queueId, CommandMessage* request, size_t textSize,
+                std::chrono::milliseconds limit, int32_t* result);
+
+#endif
