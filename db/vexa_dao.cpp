@@ -1,0 +1,99 @@
+#include "db/vexa_dao.h"
+
+#include <sqlite3.h>
+#include <syslog.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "db/sql_text.h"
+
+namespace {
+
+// A row callback of sqlite3_exec: stores the first column into the long that `count` points to.
+int ReadCountCallback(void* count, int /*columns*/, char** values, char** /*names*/) {
+  *static_cast<long*>(count) = strtol(values[0], nullptr, 10);
+  return 0;
+}
+
+}  // namespace
+
+VexaDAO::VexaDAO(const char* filename) {
+  if (sqlite3_open(filename, &connection) != SQLITE_OK) {
+    syslog(LOG_DAEMON | LOG_ERR, "[VexaDAO] Failed to open database (%s)\n", filename);
+    const int error = LogSqliteError();
+    sqlite3_close(connection);
+    throw error;
+  }
+}
+
+VexaDAO::~VexaDAO() {
+  if (sqlite3_close(connection) != SQLITE_OK) {
+    syslog(LOG_DAEMON | LOG_ERR, "[VexaDAO] Failed to close database\n");
+    LogSqliteError();
+  }
+}
+
+int VexaDAO::IsEmpty() {
+  long count = 0;
+  const int error = sqlite3_exec(
+      connection, "SELECT COUNT(*) FROM sqlite_master WHERE TYPE='table' AND NAME='Schema';",
+      ReadCountCallback, &count, nullptr);
+  if (error != SQLITE_OK) {
+    syslog(LOG_DAEMON | LOG_ERR, "[VexaDAO] Error checking whether database is empty\n");
+    LogSqliteError();
+    return 0;
+  }
+  return count == 0 ? 1 : 0;
+}
+
+int VexaDAO::InsertCamera(const char* manufacturerName, const char* productName,
+                          const char* modelName, const char* serialNumber) {
+  StatementBuffer sql;
+  snprintf(sql, kStatementSize, "INSERT INTO Camera VALUES ('%s', '%s', '%s', '%s');",
+           EscapeQuotes(manufacturerName).c_str(), EscapeQuotes(productName).c_str(),
+           EscapeQuotes(modelName).c_str(), EscapeQuotes(serialNumber).c_str());
+  return ExecuteStatement(sql);
+}
+
+int VexaDAO::InsertTrack(const TrackRecord& track) {
+  StatementBuffer sql;
+  snprintf(sql, kStatementSize, "INSERT INTO Track VALUES ('%lu', '%lu', '%u', '%s');",
+           static_cast<unsigned long>(track.DateFrom), static_cast<unsigned long>(track.DateTo),
+           track.TriggerType, EscapeQuotes(track.Path).c_str());
+  return ExecuteStatement(sql);
+}
+
+int VexaDAO::DeleteTrack(const char* pathFragment) {
+  StatementBuffer sql;
+  snprintf(sql, kStatementSize, "DELETE FROM Track WHERE INSTR(Path, '%s');",
+           EscapeQuotes(pathFragment).c_str());
+  return ExecuteStatement(sql);
+}
+
+int VexaDAO::InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::string& content,
+                             uint32_t status, const RecordingSource& source,
+                             uint32_t maxRetentionTime) {
+  StatementBuffer sql;
+  snprintf(sql, kStatementSize,
+           "INSERT INTO Recording VALUES "
+           "(NULL, '%lu', '%lu', '%s', '%u', '%s', '%s', '%s', '%s', '%s', '%lu');",
+           static_cast<unsigned long>(dateFrom), static_cast<unsigned long>(dateTo),
+           EscapeQuotes(content).c_str(), status, EscapeQuotes(source.SourceId).c_str(),
+           EscapeQuotes(source.SourceName).c_str(), EscapeQuotes(source.SourceLocation).c_str(),
+           EscapeQuotes(source.SourceDescription).c_str(),
+           EscapeQuotes(source.SourceAddress).c_str(),
+           static_cast<unsigned long>(maxRetentionTime));
+  return ExecuteStatement(sql);
+}
+
+int VexaDAO::ExecuteStatement(const char* sql) {
+  const int error = sqlite3_exec(connection, sql, nullptr, nullptr, nullptr);
+  return error == SQLITE_OK ? 0 : LogSqliteError();
+}
+
+int VexaDAO::LogSqliteError() {
+  const int code = sqlite3_errcode(connection);
+  syslog(LOG_DAEMON | LOG_ERR, "[VexaDAO] sqlite3 error (%d) %s\n", code, sqlite3_errstr(code));
+  return code;
+}

@@ -1,0 +1,72 @@
+#ifndef VEXAMGR_DB_VEXA_DAO_H
+#define VEXAMGR_DB_VEXA_DAO_H
+
+#include <cstdint>
+#include <string>
+
+#include "clip/track_record.h"
+#include "ipc/command_messages.h"
+
+struct sqlite3;
+
+// What InsertRecording writes about a recording's source; NUL-terminated texts.
+struct RecordingSource {
+  char SourceId[128];
+  char SourceName[128];
+  char SourceLocation[128];
+  char SourceDescription[128];
+  char SourceAddress[128];
+};
+
+// The recording database: the only connection to it and every SQL statement that is run on it.
+//
+// Operations return 0 or SQLite's result code, logged with its generic text. Each statement commits
+// by itself; a statement that fails changes nothing, and the connection stays usable. A lock held
+// by another process fails a statement at once with SQLITE_BUSY (5). Text values may hold anything:
+// single quotes are doubled. All statements but UpdateRecording's are cut after 254 characters,
+// which fails a longer one with SQLITE_ERROR (1) unless all that is lost is the closing ";".
+class VexaDAO {
+ public:
+  // Opens the database file, creating it if need be. Throws SQLite's result code, an int, if that
+  // fails. A file that is no database is noticed only by the first statement.
+  explicit VexaDAO(const char* filename);
+  virtual ~VexaDAO();
+  VexaDAO(const VexaDAO&) = delete;
+  VexaDAO& operator=(const VexaDAO&) = delete;
+
+  // 1 if the database has no table named Schema, else 0; also 0 if that can't be found out.
+  int IsEmpty();
+
+  // Creates the schema, its Schema row and its Camera row. For an empty database only: a creation
+  // that fails part-way leaves what it created, and the database is no longer empty.
+  int CreateNewDatabase(const char* manufacturerName, const char* productName,
+                        const char* modelName, const char* serialNumber);
+
+  // Adds the Camera row; the last step of CreateNewDatabase.
+  int InsertCamera(const char* manufacturerName, const char* productName, const char* modelName,
+                   const char* serialNumber);
+
+  // Adds a Recording row with the next free Id: 1, the one that follows the tracks' dates, in a new
+  // database.
+  int InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::string& content,
+                      uint32_t status, const RecordingSource& source, uint32_t maxRetentionTime);
+
+  int InsertTrack(const TrackRecord& track);
+
+  // Deletes every track whose Path contains the fragment; an empty one is contained in all. Finding
+  // none is success.
+  int DeleteTrack(const char* pathFragment);
+
+  // Replaces the descriptive columns of the Recording row update.Id. Finding no such row is
+  // success.
+  int UpdateRecording(const RecordingUpdate& update);
+
+ private:
+  int InsertSchema();
+  int ExecuteStatement(const char* sql);
+  int LogSqliteError();
+
+  sqlite3* connection = nullptr;
+};
+
+#endif
