@@ -1,0 +1,54 @@
+#ifndef VEXAMGR_MANAGER_VEXA_MANAGER_H
+#define VEXAMGR_MANAGER_VEXA_MANAGER_H
+
+#include <atomic>
+#include <cstddef>
+#include <string>
+
+#include "db/vexa_dao.h"
+#include "ipc/command_messages.h"
+
+// The service: keeps the recording database in step with the clip descriptions of one watch
+// directory, by populating a new database from it and then serving the command queue.
+//
+// Operations return 0, or a code that says why not: SQLite's for a failed statement,
+// ParseClipFile's for an unusable clip description, errno for an unreadable directory or a failed
+// receive, -1 for a request that was refused. The place that detects a failure logs it.
+class VexaManager {
+ public:
+  // Opens the database; throws SQLite's result code, an int, if that fails. The queue is the
+  // caller's: it is only received from and sent to, and must outlive the manager's Start.
+  VexaManager(const char* databaseFilename, int queueId, const char* watchDirectory);
+  virtual ~VexaManager();
+  VexaManager(const VexaManager&) = delete;
+  VexaManager& operator=(const VexaManager&) = delete;
+
+  // Populates the database if it is empty, then serves requests until Stop is called or an error
+  // ends the service.
+  int Start();
+
+  // Ends the service once the request or the population in progress is complete. Async-signal-safe,
+  // for signal handlers; a blocked receive ends only if a signal interrupts it.
+  void Stop();
+
+ private:
+  int PopulateNewDatabase();
+  int InsertDefaultRecording();
+
+  int ScanDirectory(const std::string& directory);
+
+  int InsertClip(const std::string& path);
+  int DeleteClip(const std::string& path);
+
+  int RunCommandLoop();
+  int CarryOut(const CommandMessage& request, size_t size);
+
+  VexaDAO dao;
+  const std::string watchDirectory;
+  const int queueId;
+  std::atomic<bool> running{false};        // the command loop is serving
+  std::atomic<bool> stopRequested{false};  // Stop was called, perhaps before the loop began
+  static_assert(std::atomic<bool>::is_always_lock_free, "Stop runs in a signal handler");
+};
+
+#endif
