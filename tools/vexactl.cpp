@@ -1,0 +1,102 @@
+// vexactl sends requests to a running vexamgr and prints what became of them.
+
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "ipc/requester.h"
+#include "tools/command_line.h"
+
+namespace {
+
+enum ExitStatus { kCarriedOut = 0, kRefused = 1, kWrongUse = 2, kNoAnswer = 3 };
+
+const char kHelpText[] =
+    "Usage: vexactl [--timeout SECONDS] insert FILE...\n"
+    "       vexactl [--timeout SECONDS] delete FILE...\n"
+    "       vexactl [--timeout SECONDS] update ID --content TEXT --source-id TEXT\n"
+    "               --source-name TEXT --source-location TEXT --source-description TEXT\n"
+    "               --source-address TEXT --max-retention-time NUMBER\n"
+    "       vexactl --help | --version\n"
+    "\n"
+    "Asks a running vexamgr to insert or delete the clips that FILEs describe, or to replace\n"
+    "the descriptive columns of the recording ID. Paths are sent as given: the service takes\n"
+    "relative ones from its own working directory.\n"
+    "\n"
+    "  --timeout SECONDS  how long to wait for each answer, 1 to 86400 (10 unless given)\n"
+    "\n"
+    "Exit status: 0 all carried out, 1 some refused, 2 wrong use (nothing was sent),\n"
+    "3 no queue or no answer in time.\n";
+
+// What a result code other than 0 stands for, or null where that is not certain: most codes of an
+// insert can be tinyxml2's as well as SQLite's.
+const char* Meaning(int32_t messageId, int32_t code) {
+  if (messageId == COMMAND_INSERT_CLIP) {
+    return code == EINVAL ? "the content of the clip description is unusable" : nullptr;
+  }
+  if (messageId == COMMAND_DELETE_CLIP && code == -1) {
+    return "not a clip description below the watch directory";
+  }
+  return code > 0 ? sqlite3_errstr(code) : nullptr;
+}
+
+void PrintOutcome(const Request& request, int32_t result) {
+  static const char* const kDone[] = {"inserted", "deleted", "updated"};
+  const int32_t messageId = request.message.MessageId;
+  if (result == 0) {
+    printf("%s %s\n", kDone[messageId], request.subject.c_str());
+    return;
+  }
+  const char* meaning = Meaning(messageId, result);
+  fprintf(stderr, "vexactl: %s: refused with %d (%s)\n", request.subject.c_str(), result,
+          meaning != nullptr ? meaning : "the service's log tells why");
+}
+
+ExitStatus SendAll(CommandLine* commandLine) {
+  int queueId;
+  if (const int error = OpenCommandQueue(&queueId); error != 0) {
+    fprintf(
+        stderr, "vexactl: %s\n",
+        error == ENOENT ? "there is no command queue: vexamgr is not running" : strerror(error));
+    return kNoAnswer;
+  }
+  ExitStatus status = kCarriedOut;
+  for (Request& request : commandLine->requests) {
+    int32_t result;
+    const int error =
+        SendRequest(queueId, &request.message, request.textSize, commandLine->timeout, &result);
+    if (error != 0) {
+      fprintf(stderr, "vexactl: %s: no answer: %s\n", request.subject.c_str(), strerror(error));
+      return kNoAnswer;
+    }
+    PrintOutcome(request, result);
+    if (result != 0) {
+      status = kRefused;
+    }
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  setlinebuf(stdout);  // keeps its lines in order with those on standard error
+  CommandLine commandLine;
+  if (!ParseCommandLine(argc, argv, &commandLine)) {
+    fputs("Try 'vexactl --help'.\n", stderr);
+    return kWrongUse;
+  }
+  switch (commandLine.action) {
+    case CommandLine::Action::kHelp:
+      fputs(kHelpText, stdout);
+      return kCarriedOut;
+    case CommandLine::Action::kVersion:
+      puts("vexactl " VEXAMGR_VERSION);
+      return kCarriedOut;
+    case CommandLine::Action::kSend:
+      break;
+  }
+  return SendAll(&commandLine);
+}
