@@ -1,0 +1,20 @@
+# Sourced by the other scripts.
+
+# Installs those of the named Debian packages that are missing, through sudo when not root.
+install_packages() {
+  local package missing=() as_root=()
+  for package in "$@"; do
+    dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null |
+      grep -qx installed || missing+=("$package")
+  done
+  if [ ${#missing[@]} -eq 0 ]; then
+    return 0
+  fi
+  if [ "$(id -u)" -ne 0 ]; then
+    as_root=(sudo)
+  fi
+  echo "Installing from Debian's packages: ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq </dev/null
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null
+}
