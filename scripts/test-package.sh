@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Builds the Debian package, tries it in a fresh Debian root and checks that its removal leaves no file
+# behind. For root, who alone can make such a folder.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+
+install_packages g++ cmake ninja-build libsqlite3-dev libtinyxml2-dev dpkg-dev file debootstrap systemd
+
+echo "Building the package"
+cmake --preset package >/dev/null
+cmake --build --preset package
+rm -f build/package/*.deb
+cpack -G DEB --config build/package/CPackConfig.cmake -B build/package
+package=$(echo build/package/vexamgr_*.deb)
+
+root=$(mktemp -d)
+chmod 755 "$root"
+trap 'rm -rf "$root"' EXIT
+inside() {
+  unshare --ipc --pid --fork --kill-child --mount --mount-proc="$root/proc" \
+    chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
+    DEBIAN_FRONTEND=noninteractive "$@" </dev/null
+}
+install() { inside apt-get install -y -qq --no-install-recommends -o Dpkg::Use-Pty=0 "$@" >/dev/null; }
+files() {
+  find "$root" \( -path "$root/proc" -o -path "$root/var/cache" -o -path "$root/var/log" \
+    -o -path "$root/var/lib/apt" -o -path "$root/var/lib/dpkg" \) -prune -o -print | sort
+}
+
+echo "Making a fresh Debian root"
+debootstrap --variant=minbase bookworm "$root" >"$root.log" || { cat "$root.log"; exit 1; }
+rm "$root.log"
+# What the manual pages refer to, and what checks them.
+install mandoc manpages manpages-dev sqlite3
+files >"$root/tmp/before"
+
+echo "Installing $package"
+cp "$package" "$root/tmp/vexamgr.deb"
+install /tmp/vexamgr.deb
+sed "s,ExecStart=,&$root," "$root/usr/lib/systemd/system/vexamgr.service" >"$root/tmp/vexamgr.service"
+systemd-analyze verify --man=no "$root/tmp/vexamgr.service"
+inside sh -c 'makewhatis && mandoc -Tlint /usr/share/man/man8/vexamgr.8 /usr/share/man/man1/vexactl.1'
+
+echo "Compiling the examples of vexamgr(8) against the installed header"
+example() {
+  sed -n "/example $1\$/,/^\.Ed/p" "$root/usr/share/man/man8/vexamgr.8" | sed '1,2d;$d;s/\\e/\\/g'
+}
+warnings=(-Wall -Wextra -Wpedantic -Werror -I "$root/usr/include")
+example insert_clip.c | gcc -std=gnu11 "${warnings[@]}" -x c - -o "$root/tmp/insert_clip"
+example update_recording.cpp | g++ -std=c++17 "${warnings[@]}" -x c++ - -o "$root/tmp/update_recording"
+
+cat >"$root/tmp/try" <<'TRY'
+set -eux
+cd /tmp
+mkdir watch
+cat >watch/clip.xml <<CLIP
+<clip><dateFrom>2013-05-21T14:03:27Z</dateFrom><dateTo>2013-05-21T14:05:00Z</dateTo>
+<trigger>MOTION</trigger><path>/tmp/watch/clip.mp4</path></clip>
+CLIP
+vexamgr catalogue.db watch &
+service=$!
+until vexactl --timeout 60 insert watch/clip.xml; do kill -0 $service; done 2>/dev/null
+test "$(./insert_clip watch/clip.xml)" = 0
+test "$(./update_recording)" = 0
+vexactl update 1 --content "Loading bay" --source-id cam-7 --source-name "Bay camera" \
+  --source-location "Gate 3" --source-description "Driver's side" --source-address urn:camera7 \
+  --max-retention-time 2592000
+vexactl delete watch/clip.xml
+test "$(sqlite3 catalogue.db 'SELECT Content, (SELECT COUNT(*) FROM Track) FROM Recording')" = \
+  'Loading bay|0'
+kill $service
+wait $service
+TRY
+inside sh /tmp/try
+
+echo "Removing it"
+inside apt-get purge -y -qq -o Dpkg::Use-Pty=0 --autoremove vexamgr >/dev/null
+rm -r "$root"/tmp/{try,watch,catalogue.db,insert_clip,update_recording,vexamgr.deb,vexamgr.service}
+inside sh -c 'rm -f /usr/share/man/mandoc.db'
+files | diff "$root/tmp/before" - && echo "The package works, and its removal left nothing behind."
