@@ -1,22 +1,24 @@
 #include "tests/service_test.h"
 
-using VexactlTest = ServiceTest;
-
 const std::string kTexts =
     " --source-id b --source-name c --source-location d "
     "--source-description e --source-address f ";
 const std::string kUpdate = kTexts + "--content \"it's\" --max-retention-time 4294967295";
 
-// Runs vexactl with arguments in the shell's syntax. Returns its exit status, a blank and its
-// output.
-std::string Vexactl(const std::string& arguments, const std::string& launcher = "") {
-  FILE* output = popen((launcher + VEXACTL " " + arguments + " 2>&1").c_str(), "r");
-  std::string text;
-  for (int c; (c = fgetc(output)) != EOF;) {
-    text += static_cast<char>(c);
+class VexactlTest : public ServiceTest {
+ protected:
+  // Runs vexactl with arguments in the shell's syntax. Returns its exit status, a blank, its
+  // output.
+  static std::string Vexactl(const std::string& arguments, const std::string& launcher = "") {
+    const std::string command = launcher + Command("VEXACTL", VEXACTL) + " " + arguments + " 2>&1";
+    FILE* output = popen(command.c_str(), "r");
+    std::string text;
+    for (int c; (c = fgetc(output)) != EOF;) {
+      text += static_cast<char>(c);
+    }
+    return std::to_string(WEXITSTATUS(pclose(output))) + " " + text;
   }
-  return std::to_string(WEXITSTATUS(pclose(output))) + " " + text;
-}
+};
 
 TEST_F(VexactlTest, SendsRequestsAndTellsTheirOutcome) {
   EXPECT_EQ(Vexactl("insert x"), "3 vexactl: there is no command queue: vexamgr is not running\n");
