@@ -185,10 +185,7 @@ TEST_F(CommandLoopTest, CompletesTheRequestInHandOnAStop) {
     if (receiver == 0) {
       _exit(Receive(77) == Reply(COMMAND_INSERT_CLIP, result) ? 0 : 1);
     }
-    for (std::string state; state.find(") S") == std::string::npos;) {  // not yet waiting: proc(5)
-      std::ifstream stat("/proc/" + std::to_string(receiver) + "/stat");
-      std::getline(stat, state);
-    }
+    WaitUntilAsleep(receiver);
     EXPECT_EQ(Stop(), result == 0 ? 0 : 1);
     int status;
     EXPECT_EQ(waitpid(receiver, &status, 0), receiver);

@@ -84,7 +84,7 @@ class ServiceTest : public testing::Test {
     service = fork();
     if (service == 0) {
       setenv("SYSLOG_CAPTURE", std::to_string(dup(logPipe[1])).c_str(), 1);
-      setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+      setenv("ASAN_OPTIONS", "verify_asan_link_order=0:quarantine_size_mb=1", 1);
       execv("/bin/sh", const_cast<char**>(arguments.data()));
       _exit(127);
     }
@@ -142,6 +142,14 @@ class ServiceTest : public testing::Test {
     const ssize_t size = msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, flags);
     const char* text = reinterpret_cast<char*>(&reply.SenderType);
     return std::string(text, static_cast<size_t>(std::max(size, ssize_t{0})));
+  }
+
+  // Waits until a process sleeps, as it does in a blocking call, see proc(5).
+  static void WaitUntilAsleep(pid_t process) {
+    for (std::string state; state.find(") S") == std::string::npos;) {
+      std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+      std::getline(stat, state);
+    }
   }
 
   static int Queue() {
