@@ -2,6 +2,10 @@
 #include <sys/msg.h>
 #include <syslog.h>
 
+#include <cerrno>
+#include <new>
+#include <optional>
+
 #include "app/signals.h"
 #include "ipc/command_messages.h"
 #include "manager/vexa_manager.h"
@@ -20,25 +24,19 @@ class QueueRemoval {
   const int queueId_;
 };
 
-void LogEnd(int result) {
-  if (result != 0) {
-    syslog(LOG_DAEMON | LOG_ERR, "[main] Exiting due to error\n");
-  } else {
-    syslog(LOG_DAEMON | LOG_INFO, "[main] Exiting normally\n");
+// Constructs the manager and runs it until the service ends. Returns 0 for a normal end.
+int RunManager(const char* databaseFilename, int queueId, const char* watchDirectory,
+               std::optional<VexaManager>* manager) {
+  try {
+    manager->emplace(databaseFilename, queueId, watchDirectory);
+    activeManager = &manager->value();
+    syslog(LOG_DAEMON | LOG_INFO, "[main] Starting manager...\n");
+    return manager->value().Start();
+  } catch (int databaseError) {
+    return databaseError;
+  } catch (const std::bad_alloc&) {  // tinyxml2 meets a file larger than memory
+    return ENOMEM;
   }
-}
-
-// Serves the queue to its end and removes it; the database is closed after that. 0 for a normal
-// end.
-int RunService(const char* databaseFilename, int queueId, const char* watchDirectory) {
-  VexaManager manager(databaseFilename, queueId, watchDirectory);
-  const QueueRemoval removal(queueId);
-  activeManager = &manager;
-  syslog(LOG_DAEMON | LOG_INFO, "[main] Starting manager...\n");
-  const int result = manager.Start();
-  activeManager = nullptr;
-  LogEnd(result);
-  return result;
 }
 
 }  // namespace
@@ -55,12 +53,15 @@ int main(int argc, char** argv) {
     syslog(LOG_DAEMON | LOG_ERR, "[main] Failed to create message queue\n");
     return 1;
   }
+  std::optional<VexaManager> manager;  // closes the database when the queue has been removed
+  const QueueRemoval removal(queueId);
   syslog(LOG_DAEMON | LOG_INFO, "[main] Creating manager...\n");
-  try {
-    return RunService(argv[1], queueId, argv[2]) != 0 ? 1 : 0;
-  } catch (int databaseError) {
-    const QueueRemoval removal(queueId);
-    LogEnd(databaseError);
+  const int result = RunManager(argv[1], queueId, argv[2], &manager);
+  activeManager = nullptr;
+  if (result != 0) {
+    syslog(LOG_DAEMON | LOG_ERR, "[main] Exiting due to error\n");
     return 1;
   }
+  syslog(LOG_DAEMON | LOG_INFO, "[main] Exiting normally\n");
+  return 0;
 }

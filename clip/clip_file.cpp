@@ -33,8 +33,7 @@ const XMLElement* FindChildElement(const XMLElement& parent, const char* name) {
 // tinyxml2's skips a leading comment.
 const char* FirstText(const XMLElement& element) {
   const tinyxml2::XMLNode* first = element.FirstChild();
-  const bool is_text = first != nullptr && first->ToText() != nullptr;
-  return is_text ? first->Value() : nullptr;
+  return first != nullptr && first->ToText() != nullptr ? first->Value() : nullptr;
 }
 
 int ParseTrigger(const char* text, uint32_t* type) {

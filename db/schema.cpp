@@ -75,16 +75,14 @@ int VexaDAO::CreateNewDatabase(const char* manufacturerName, const char* product
     }
   }
   error = CheckStep(InsertSchema(), "[VexaDAO] Failed to populate SCHEMA table\n");
-  if (error != 0) {
-    return error;
+  if (error == 0) {
+    error = CheckStep(InsertCamera(manufacturerName, productName, modelName, serialNumber),
+                      "[VexaDAO] Failed to populate CAMERA table\n");
   }
-  error = CheckStep(InsertCamera(manufacturerName, productName, modelName, serialNumber),
-                    "[VexaDAO] Failed to populate CAMERA table\n");
-  if (error != 0) {
-    return error;
+  if (error == 0) {
+    syslog(LOG_DAEMON | LOG_INFO, "[VexaDAO] Created new database\n");
   }
-  syslog(LOG_DAEMON | LOG_INFO, "[VexaDAO] Created new database\n");
-  return 0;
+  return error;
 }
 
 int VexaDAO::InsertSchema() {

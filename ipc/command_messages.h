@@ -25,6 +25,7 @@
 #define COMMAND_UPDATE_RECORDING 2 /* Update: the whole record */
 
 /* Sizes in bytes, without mtype. */
+#define COMMAND_LEAST_SIZE 8     /* a request that is cut after its MessageId */
 #define COMMAND_HEADER_SIZE 12   /* a request without its data */
 #define COMMAND_DATA_SIZE 1500   /* the most data that a request can carry */
 #define COMMAND_TEXT_SIZE 1512   /* the longest request */

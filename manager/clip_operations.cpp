@@ -34,17 +34,16 @@ int VexaManager::InsertClip(const std::string& path) {
 // including its point: 20130521/clip0042. is contained in the Path
 // /mnt/sd/recordings/20130521/clip0042.mp4, and not in that of clip00420.mp4.
 int VexaManager::DeleteClip(const std::string& path) {
+  const size_t start = watchDirectory.size() + 1;  // behind the separator
   if (path.compare(0, watchDirectory.size(), watchDirectory) != 0 || !EndsWith(path, kSuffix)) {
     return -1;
   }
-  // The watch directory, a separator, a name and the suffix. Anything shorter would leave an empty
-  // fragment or a lone point, contained in the Path of clips that were not meant.
-  if (path.size() < watchDirectory.size() + 1 + 1 + kSuffix.size()) {
+  // Without a name, the fragment would be empty or a lone point, contained in the Path of clips
+  // that were not meant.
+  if (path.size() < start + 1 + kSuffix.size()) {
     return -1;
   }
-  const size_t start = watchDirectory.size() + 1;
-  const size_t end = path.size() - kSuffix.size() + 1;
-  const std::string fragment = path.substr(start, end - start);
+  const std::string fragment = path.substr(start, path.size() - start - kSuffix.size() + 1);
   const int error = dao.DeleteTrack(fragment.c_str());
   if (error != 0) {
     syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Failed to delete clip (%s*)\n", fragment.c_str());

@@ -15,10 +15,6 @@ union MessageArea {
   CommandReply reply;
 };
 
-// A shorter message has no complete MessageId.
-constexpr ssize_t kIdentifiableSize =
-    offsetof(CommandMessage, DataLength) - offsetof(CommandMessage, SenderType);
-
 bool IsKnown(int32_t messageId) {
   return messageId == COMMAND_INSERT_CLIP || messageId == COMMAND_DELETE_CLIP ||
          messageId == COMMAND_UPDATE_RECORDING;
@@ -64,7 +60,7 @@ int VexaManager::RunCommandLoop() {
       return error;
     }
     int result = 0;
-    if (size < kIdentifiableSize) {
+    if (size < COMMAND_LEAST_SIZE) {
       syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Incomplete message received\n");
     } else if (IsKnown(area.request.MessageId)) {
       result = CarryOut(area.request, static_cast<size_t>(size));

@@ -45,7 +45,7 @@ write_clip 20380119/clip0001 2038-01-19T08:44:00+0530 2038-01-19T08:45:00+0530 S
 echo
 echo "\$ vexamgr catalogue.db watch"
 mkfifo log
-LD_PRELOAD=$programs/liblog_to_stderr.so "$programs/vexamgr" catalogue.db watch 2>log &
+LD_LIBRARY_PATH=$programs LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" catalogue.db watch 2>log &
 service=$!
 exec 3<log
 while read -r line <&3; do

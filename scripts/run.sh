@@ -17,7 +17,7 @@ echo "Building into build/release"
 programs=$root/build/release
 
 if [ $# -gt 0 ]; then
-  exec env LD_PRELOAD="$programs/liblog_to_stderr.so" "$programs/vexamgr" "$@"
+  exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" "$@"
 fi
 # An IPC namespace of its own keeps the demonstration apart from a service that is running already.
 namespace=(--ipc)

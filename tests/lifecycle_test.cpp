@@ -24,6 +24,9 @@ TEST_F(LifecycleTest, PopulatesANewDatabaseOnce) {
   std::filesystem::create_symlink("deep/er.xml/.a.xml", "w/link.xml");
   std::filesystem::create_directory_symlink("deep", "w/linked");
   Start("Populated", {"db", "w/", "an ignored argument"});
+  msqid_ds queue;
+  EXPECT_EQ(msgctl(Queue(), IPC_STAT, &queue), 0);
+  EXPECT_EQ(queue.msg_perm.mode, 0666);
   EXPECT_EQ(Stop(SIGINT), 0);
   EXPECT_EQ(TakeLog(), kCreated +
                            "30 [VexaManager] Inserted clip w//deep/er.xml/.a.xml\n"
@@ -96,14 +99,19 @@ TEST_F(LifecycleTest, StopsAtTheFirstFailureOfAReverseWalk) {
 }
 
 TEST_F(LifecycleTest, FailsToPopulate) {
-  Query("CREATE TABLE TrackDateToAscending (x)");
-  Start();
-  EXPECT_EQ(End(), 1);
-  EXPECT_EQ(TakeLog(), kCreating +
-                           "27 [VexaDAO] sqlite3 error (1) SQL logic error\n"
-                           "27 [VexaDAO] Failed to create indices\n"
-                           "27 [VexaManager]  Failed to create new database\n" +
-                           kFailure);
+  for (const auto& [sql, what] : {std::pair{"CREATE TABLE schema (x)", "SCHEMA table"},
+                                  {"CREATE VIEW Schema AS SELECT 1", "SCHEMA table"},
+                                  {"CREATE TABLE TrackDateToAscending (x)", "indices"}}) {
+    std::filesystem::remove("db");
+    Query(sql);
+    Start();
+    EXPECT_EQ(End(), 1);
+    EXPECT_EQ(TakeLog(), kCreating +
+                             "27 [VexaDAO] sqlite3 error (1) SQL logic error\n"
+                             "27 [VexaDAO] Failed to create " +
+                             what + "\n27 [VexaManager]  Failed to create new database\n" +
+                             kFailure);
+  }
   Start("", {"new", "none"});
   EXPECT_EQ(End(), 1);
   EXPECT_EQ(TakeLog(),
@@ -111,6 +119,17 @@ TEST_F(LifecycleTest, FailsToPopulate) {
                 "27 [VexaManager]  Error scanning directory (2) No such file or directory\n"
                 "27 [VexaManager]  Error scanning directories\n" +
                 kFailure);
+}
+
+TEST_F(LifecycleTest, ServesOnAFileThatIsNoDatabase) {
+  Write("./db", "no database");
+  Start();
+  EXPECT_EQ(Insert(WriteClip("w/clip.xml")), 26);
+  EXPECT_EQ(TakeLog(), kStart +
+                           "27 [VexaDAO] Error checking whether database is empty\n"
+                           "27 [VexaDAO] sqlite3 error (26) file is not a database\n"
+                           "27 [VexaDAO] sqlite3 error (26) file is not a database\n"
+                           "27 [VexaManager]  Failed to insert database clip (w/clip.xml)\n");
 }
 
 TEST_F(LifecycleTest, RemembersAStopThatComesBeforeTheLoop) {

@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   const uid_t user = geteuid();
   const gid_t group = getegid();
-  if (unshare(user == 0 ? CLONE_NEWIPC : CLONE_NEWIPC | CLONE_NEWUSER) != 0) {
+  if (unshare(CLONE_NEWIPC) != 0 && unshare(CLONE_NEWIPC | CLONE_NEWUSER) != 0) {
     perror("unshare");
     return 1;
   }

@@ -7,15 +7,27 @@
 #include <cstdio>
 #include <cstdlib>
 
-extern "C" [[gnu::format(printf, 2, 3)]] void syslog(int priority, const char* format, ...) {
+static void Capture(int priority, const char* format, va_list arguments) {
   char line[4096];
   int length = snprintf(line, sizeof line, "%d ", priority);
-  va_list arguments;
-  va_start(arguments, format);
   length += vsnprintf(line + length, sizeof line - static_cast<size_t>(length), format, arguments);
-  va_end(arguments);
   const char* log = getenv("SYSLOG_CAPTURE");
   while (log && write(atoi(log), line, static_cast<size_t>(length)) < 0 && errno == EINTR) {
   }
   errno = EXDEV;
+}
+
+extern "C" void syslog(int priority, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  Capture(priority, format, arguments);
+  va_end(arguments);
+}
+
+// What syslog is called with _FORTIFY_SOURCE.
+extern "C" void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  Capture(priority, format, arguments);
+  va_end(arguments);
 }

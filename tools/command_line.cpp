@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -54,6 +55,7 @@ bool WrongUse(const std::string& what) {
 }
 
 bool ReadOptions(int argc, char** argv, Arguments* arguments) {
+  unsetenv("POSIXLY_CORRECT");  // options may follow the command and its files
   int option;
   while ((option = getopt_long(argc, argv, "", kOptions, nullptr)) != -1) {
     if (option == '?') {

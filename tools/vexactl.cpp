@@ -23,18 +23,21 @@ const char kHelpText[] =
     "\n"
     "Asks a running vexamgr to insert or delete the clips that FILEs describe, or to replace\n"
     "the descriptive columns of the recording ID. Paths are sent as given: the service takes\n"
-    "relative ones from its own working directory.\n"
+    "relative ones from its own working directory. An ID or FILE that begins with - goes\n"
+    "last, after --.\n"
     "\n"
     "  --timeout SECONDS  how long to wait for each answer, 1 to 86400 (10 unless given)\n"
     "\n"
     "Exit status: 0 all carried out, 1 some refused, 2 wrong use (nothing was sent),\n"
     "3 no queue or no answer in time.\n";
 
-// What a result code other than 0 stands for, or null where that is not certain: most codes of an
-// insert can be tinyxml2's as well as SQLite's.
+// What a result code other than 0 stands for, or null where that is not certain.
 const char* Meaning(int32_t messageId, int32_t code) {
-  if (messageId == COMMAND_INSERT_CLIP) {
-    return code == EINVAL ? "the content of the clip description is unusable" : nullptr;
+  if (messageId == COMMAND_INSERT_CLIP && code == EINVAL) {
+    return "the content of the clip description is unusable";
+  }
+  if (messageId == COMMAND_INSERT_CLIP && code >= 3 && code <= 18) {
+    return nullptr;  // tinyxml2's, for a file that it can't load, or SQLite's
   }
   if (messageId == COMMAND_DELETE_CLIP && code == -1) {
     return "not a clip description below the watch directory";
@@ -54,12 +57,23 @@ void PrintOutcome(const Request& request, int32_t result) {
           meaning != nullptr ? meaning : "the service's log tells why");
 }
 
+// What an error of OpenCommandQueue or SendRequest means.
+const char* ErrorText(int error) {
+  switch (error) {
+    case ENOENT:
+      return "there is no command queue: vexamgr is not running";
+    case EIDRM:
+    case EINVAL:
+      return "the command queue was removed: vexamgr has ended";
+    default:
+      return strerror(error);
+  }
+}
+
 ExitStatus SendAll(CommandLine* commandLine) {
   int queueId;
   if (const int error = OpenCommandQueue(&queueId); error != 0) {
-    fprintf(
-        stderr, "vexactl: %s\n",
-        error == ENOENT ? "there is no command queue: vexamgr is not running" : strerror(error));
+    fprintf(stderr, "vexactl: %s\n", ErrorText(error));
     return kNoAnswer;
   }
   ExitStatus status = kCarriedOut;
@@ -68,7 +82,7 @@ ExitStatus SendAll(CommandLine* commandLine) {
     const int error =
         SendRequest(queueId, &request.message, request.textSize, commandLine->timeout, &result);
     if (error != 0) {
-      fprintf(stderr, "vexactl: %s: no answer: %s\n", request.subject.c_str(), strerror(error));
+      fprintf(stderr, "vexactl: %s: no answer: %s\n", request.subject.c_str(), ErrorText(error));
       return kNoAnswer;
     }
     PrintOutcome(request, result);
