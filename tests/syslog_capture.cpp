@@ -25,6 +25,7 @@ extern "C" void syslog(int priority, const char* format, ...) {
 }
 
 // What syslog is called with _FORTIFY_SOURCE.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
