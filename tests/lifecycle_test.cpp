@@ -1,4 +1,5 @@
 #include <thread>
+#include <vector>
 
 #include "manager/vexa_manager.h"
 #include "tests/service_test.h"
@@ -23,7 +24,7 @@ TEST_F(LifecycleTest, PopulatesANewDatabaseOnce) {
   }
   std::filesystem::create_symlink("deep/er.xml/.a.xml", "w/link.xml");
   std::filesystem::create_directory_symlink("deep", "w/linked");
-  Start("Populated", {"db", "w/", "an ignored argument"});
+  Start("Populated", "db w/ ignored");
   msqid_ds queue;
   EXPECT_EQ(msgctl(Queue(), IPC_STAT, &queue), 0);
   EXPECT_EQ(queue.msg_perm.mode, 0666);
@@ -45,16 +46,16 @@ TEST_F(LifecycleTest, PopulatesANewDatabaseOnce) {
 }
 
 TEST_F(LifecycleTest, EndsInErrorBeforeItStarts) {
-  const auto run = [this](const std::vector<const char*>& arguments) {
+  const auto run = [this](const char* arguments) {
     Start("", arguments);
     EXPECT_EQ(End(), 1);
     EXPECT_EQ(Queue(), -1);
     return TakeLog();
   };
-  EXPECT_EQ(run({"db"}),
+  EXPECT_EQ(run("db"),
             "27 [main] Insufficient arguments supplied\n"
             "27 [main] Usage: vexamgr <databaseFilename> <watchDirectory>\n");
-  EXPECT_EQ(run({"no/db", "w"}),
+  EXPECT_EQ(run("no/db w"),
             "30 [main] Creating manager...\n"
             "27 [VexaDAO] Failed to open database (no/db)\n"
             "27 [VexaDAO] sqlite3 error (14) unable to open database file\n"
@@ -63,7 +64,7 @@ TEST_F(LifecycleTest, EndsInErrorBeforeItStarts) {
   while (queues.back() >= 0) {
     queues.push_back(msgget(IPC_PRIVATE, 0));
   }
-  EXPECT_EQ(run({"db", "w"}), "27 [main] Failed to create message queue\n");
+  EXPECT_EQ(run("db w"), "27 [main] Failed to create message queue\n");
   for (int queue : queues) {
     msgctl(queue, IPC_RMID, nullptr);
   }
@@ -112,7 +113,7 @@ TEST_F(LifecycleTest, FailsToPopulate) {
                              what + "\n27 [VexaManager]  Failed to create new database\n" +
                              kFailure);
   }
-  Start("", {"new", "none"});
+  Start("", "new none");
   EXPECT_EQ(End(), 1);
   EXPECT_EQ(TakeLog(),
             kCreated +

@@ -13,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <vector>
 
 #include "ipc/requester.h"
 
@@ -44,7 +43,7 @@ class ServiceTest : public testing::Test {
     return other != nullptr ? other : built;
   }
 
-  // The rows that a query yields, as "a|b\n" each, or SQLite's message.
+  // The rows that a query yields, as "a|b\n" each.
   static std::string Query(const std::string& sql) {
     std::string rows;
     const auto append = [](void* text, int columns, char** values, char** /*names*/) {
@@ -56,12 +55,12 @@ class ServiceTest : public testing::Test {
     };
     sqlite3* connection;
     sqlite3_open("db", &connection);
-    const int error = sqlite3_exec(connection, sql.c_str(), append, &rows, nullptr);
+    sqlite3_exec(connection, sql.c_str(), append, &rows, nullptr);
     sqlite3_close(connection);
-    return error == SQLITE_OK ? rows : sqlite3_errstr(error);
+    return rows;
   }
 
-  // These write a file, with its folder, and return its path.
+  // Both write a file, with its folder, and return its path.
   static std::string Write(const std::string& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path) << content;
@@ -75,17 +74,14 @@ class ServiceTest : public testing::Test {
   }
 
   // Starts the service and waits for a log line: after "Starting", signals reach the manager.
-  void Start(const std::string& line = "Starting",
-             std::vector<const char*> arguments = {"db", "w"}) {
+  void Start(const std::string& line = "Starting", const std::string& arguments = "db w") {
     TakeLog();
-    const std::string run = "exec " + Command("VEXAMGR", VEXAMGR) + " \"$@\"";
-    arguments.insert(arguments.begin(), {"sh", "-c", run.c_str(), "sh"});
-    arguments.push_back(nullptr);
+    const std::string command = "exec " + Command("VEXAMGR", VEXAMGR) + " " + arguments;
     service = fork();
     if (service == 0) {
       setenv("SYSLOG_CAPTURE", std::to_string(dup(logPipe[1])).c_str(), 1);
       setenv("ASAN_OPTIONS", "verify_asan_link_order=0:quarantine_size_mb=1", 1);
-      execv("/bin/sh", const_cast<char**>(arguments.data()));
+      execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
       _exit(127);
     }
     while (log.find(line) == std::string::npos) {
