@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 #include <sys/ipc.h>
 #include <sys/msg.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <tinyxml2.h>
@@ -13,10 +14,13 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <csignal>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "clip/clip_file.h"
@@ -134,14 +138,21 @@ void Population(benchmark::State& state, const std::string& parent, int clips) {
   state.counters["cpu_ratio"] = service.cpu / libraries.cpu;
 }
 
-// A process that serves a queue of its own until the object is destroyed.
+// A process that serves the command queue, which it creates, until the object is destroyed.
 class Server {
  public:
   template <typename Serve>
-  explicit Server(Serve serve) : queue(msgget(IPC_PRIVATE, 0600)), process_(fork()) {
+  explicit Server(Serve serve) : process_(fork()) {
     if (process_ == 0) {
-      serve(queue);
-      _exit(0);
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      serve();
+      _exit(1);
+    }
+    while (OpenCommandQueue(&queue) != 0) {
+      if (waitpid(process_, nullptr, WNOHANG) != 0) {
+        exit(1);
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   }
   ~Server() {
@@ -164,13 +175,14 @@ class Server {
     return sum;
   }
 
-  const int queue;
+  int queue;
 
  private:
   const pid_t process_;
 };
 
-void Echo(int queue) {
+void Echo() {
+  const int queue = msgget(COMMAND_QUEUE_KEY, IPC_CREAT | 0600);
   CommandMessage request;
   while (msgrcv(queue, &request, COMMAND_TEXT_SIZE, COMMAND_REQUEST_TYPE, 0) >= 0) {
     CommandReply reply = {request.SenderType, COMMAND_REQUEST_TYPE, request.MessageId, 4, 0};
@@ -238,10 +250,8 @@ std::vector<Request> UpdateRequests() {
 
 void RoundTrip(benchmark::State& state, const std::string& parent, int messageId) {
   const ClipFolder folder(parent, 1000);
-  const Server server([&](int queue) {
-    VexaManager manager(folder.database().c_str(), queue, folder.watch().c_str());
-    manager.Start();
-  });
+  const Server server(
+      [&] { execl(VEXAMGR, VEXAMGR, folder.database().c_str(), folder.watch().c_str(), nullptr); });
   std::vector<Request> inserts = PathRequests(COMMAND_INSERT_CLIP, folder.paths);
   Exchange(server.queue, &inserts[0].message, inserts[0].size);  // the population is complete
   if (messageId == COMMAND_INSERT_CLIP) {
@@ -294,6 +304,11 @@ void Register(const std::string& name, const std::string& parent) {
 
 // The argument, if there is one, is a folder on a disk.
 int main(int argc, char** argv) {
+  int queue;
+  if (OpenCommandQueue(&queue) == 0) {
+    fputs("A service is running: start this in an IPC namespace of its own.\n", stderr);
+    return 1;
+  }
   setlogmask(LOG_MASK(LOG_ERR));  // tens of thousands of lines are no use to the system log
   benchmark::Initialize(&argc, argv);
   Register("ram", "/dev/shm");

@@ -17,6 +17,10 @@ touch "$work/status"
 # From where the machine's own packages come; the main suite alone.
 mirror=$(apt-get indextargets --format '$(REPO_URI)' \
   'Created-By: Packages' 'Codename: bookworm' 'Component: main' | head -n 1)
+if [ -z "$mirror" ]; then
+  echo "apt knows no mirror of bookworm: run apt-get update first" >&2
+  exit 1
+fi
 echo "deb $mirror bookworm main" >"$work/sources.list"
 options=(
   -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root

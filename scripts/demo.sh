@@ -60,7 +60,7 @@ show_rows
 
 write_clip 20130522/clip0044 2013-05-22T08:00:00Z 2013-05-22T08:01:00Z USER
 run() {
-  echo "\$ vexactl $*"
+  echo "\$ vexactl" "${@@Q}"
   "$programs/vexactl" "$@"
 }
 run insert watch/20130522/clip0044.xml

@@ -16,7 +16,7 @@ package=$(echo build/package/vexamgr_*.deb)
 
 root=$(mktemp -d)
 chmod 755 "$root"
-trap 'rm -rf "$root"' EXIT
+trap 'rm -rf --one-file-system "$root" "$root.log"' EXIT
 inside() {
   unshare --ipc --pid --fork --kill-child --mount --mount-proc="$root/proc" \
     chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
@@ -30,7 +30,6 @@ files() {
 
 echo "Making a fresh Debian root"
 debootstrap --variant=minbase bookworm "$root" >"$root.log" || { cat "$root.log"; exit 1; }
-rm "$root.log"
 # What the manual pages refer to, and what checks them.
 install mandoc manpages manpages-dev sqlite3
 files >"$root/tmp/before"
@@ -39,7 +38,8 @@ echo "Installing $package"
 cp "$package" "$root/tmp/vexamgr.deb"
 install /tmp/vexamgr.deb
 sed "s,ExecStart=,&$root," "$root/usr/lib/systemd/system/vexamgr.service" >"$root/tmp/vexamgr.service"
-systemd-analyze verify --man=no "$root/tmp/vexamgr.service"
+complaints=$(systemd-analyze verify --man=no "$root/tmp/vexamgr.service" 2>&1) || true
+[ -z "$complaints" ] || { echo "$complaints"; exit 1; }
 inside sh -c 'makewhatis && mandoc -Tlint /usr/share/man/man8/vexamgr.8 /usr/share/man/man1/vexactl.1'
 
 echo "Compiling the examples of vexamgr(8) against the installed header"

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 #include <sys/ipc.h>
 #include <sys/msg.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -79,6 +80,7 @@ class ServiceTest : public testing::Test {
     const std::string command = "exec " + Command("VEXAMGR", VEXAMGR) + " " + arguments;
     service = fork();
     if (service == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);  // not to outlive a test that is killed
       setenv("SYSLOG_CAPTURE", std::to_string(dup(logPipe[1])).c_str(), 1);
       setenv("ASAN_OPTIONS", "verify_asan_link_order=0:quarantine_size_mb=1", 1);
       execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);

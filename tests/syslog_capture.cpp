@@ -2,6 +2,7 @@
 // the descriptor in SYSLOG_CAPTURE, if there is one, and leaves errno changed, as syslog(3) may.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -11,6 +12,7 @@ static void Capture(int priority, const char* format, va_list arguments) {
   char line[4096];
   int length = snprintf(line, sizeof line, "%d ", priority);
   length += vsnprintf(line + length, sizeof line - static_cast<size_t>(length), format, arguments);
+  length = std::min(length, static_cast<int>(sizeof line) - 1);
   const char* log = getenv("SYSLOG_CAPTURE");
   while (log && write(atoi(log), line, static_cast<size_t>(length)) < 0 && errno == EINTR) {
   }
