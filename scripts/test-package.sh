@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the Debian package, tries it in a fresh Debian root and checks that its removal leaves no file
-# behind. For root, who alone can make such a folder.
+# behind. For root, who alone can make such a folder; exits 75 where not even root can.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -29,7 +29,7 @@ files() {
 }
 
 echo "Making a fresh Debian root"
-debootstrap --variant=minbase bookworm "$root" >"$root.log" || { cat "$root.log"; exit 1; }
+debootstrap --variant=minbase bookworm "$root" >"$root.log" || { cat "$root.log"; exit 75; }
 # What the manual pages refer to, and what checks them.
 install mandoc manpages manpages-dev sqlite3
 files >"$root/tmp/before"
