@@ -4,7 +4,6 @@
 #include <sys/msg.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <thread>
 

@@ -7,9 +7,8 @@
 #include <memory>
 #include <string>
 
-// The selector of scandir(3): keeps (1) subdirectories that are not hidden and regular files named
-// *.xml, by the type in the entry alone; symbolic links and entries of unknown type are dropped
-// (0).
+// The selector of scandir(3): 1 to keep subdirectories that are not hidden and regular files named
+// *.xml, 0 to drop the rest, going by the type in the entry: links and unknown types are dropped.
 int scan_dir_filter(const dirent* entry);
 
 // The kept entries of one directory, in the order of its stream, taken from the last to the first.

@@ -45,8 +45,7 @@ TEST_F(HostileLoadTest, ServesManyRequestersAtOnce) {
   ExpectServing(kRequesters * inserts);
 }
 
-// Requesters that died before they read have left a queue with room for a request, not for its
-// reply.
+// Requesters that died before they read have left the queue room for a request, not for its reply.
 TEST_F(HostileLoadTest, WaitsForRoomToReply) {
   CommandMessage dead[6] = {{999, 0, 0, 0, {}}};
   msqid_ds queue;

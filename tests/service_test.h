@@ -133,8 +133,7 @@ class ServiceTest : public testing::Test {
     EXPECT_EQ(msgsnd(Queue(), area, data.empty() ? size : COMMAND_HEADER_SIZE + data.size(), 0), 0);
   }
 
-  // The bytes of the reply to `sender`; none if there is no queue or, with IPC_NOWAIT, no reply
-  // yet.
+  // The bytes of the reply to `sender`; none without a queue or, with IPC_NOWAIT, without a reply.
   static std::string Receive(int32_t sender, int flags = 0) {
     CommandReply reply;
     const ssize_t size = msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, flags);
