@@ -15,13 +15,13 @@ namespace {
 // Removes the command queue at the end of its scope.
 class QueueRemoval {
  public:
-  explicit QueueRemoval(int queueId) : queueId_(queueId) {}
-  ~QueueRemoval() { msgctl(queueId_, IPC_RMID, nullptr); }
+  explicit QueueRemoval(int queue) : queueId(queue) {}
+  ~QueueRemoval() { msgctl(queueId, IPC_RMID, nullptr); }
   QueueRemoval(const QueueRemoval&) = delete;
   QueueRemoval& operator=(const QueueRemoval&) = delete;
 
  private:
-  const int queueId_;
+  const int queueId;
 };
 
 // Constructs the manager and runs it until the service ends. Returns 0 for a normal end.
@@ -34,7 +34,7 @@ int RunManager(const char* databaseFilename, int queueId, const char* watchDirec
     return manager->value().Start();
   } catch (int databaseError) {
     return databaseError;
-  } catch (const std::bad_alloc&) {  // tinyxml2 meets a file larger than memory
+  } catch (const std::bad_alloc&) {
     return ENOMEM;
   }
 }

@@ -2,6 +2,8 @@
 
 #include <csignal>
 
+#include "manager/vexa_manager.h"
+
 std::atomic<VexaManager*> activeManager{nullptr};
 
 void InstallSignalHandler() {

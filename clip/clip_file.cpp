@@ -4,21 +4,42 @@
 #include <tinyxml2.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "clip/date_time.h"
+#include "clip/track_record.h"
 
 namespace {
 
 using tinyxml2::XMLDocument;
 using tinyxml2::XMLElement;
+using tinyxml2::XMLError;
 
-int LogParserError(const XMLDocument& document, const char* path) {
-  const int error = document.ErrorID();
+int LogParserError(XMLError error, const char* path, const char* cause) {
   syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error %d in file %s\n", error, path);
-  syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error cause1 : %s\n", document.ErrorStr());
-  syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error cause2 : %s\n", document.ErrorName());
+  syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error cause1 : %s\n", cause);
+  syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error cause2 : %s\n",
+         XMLDocument::ErrorIDToName(error));
   return error;
+}
+
+// Loads the file at the path into *document. Returns 0, or logs why not and returns the error.
+int LoadDocument(const char* path, XMLDocument* document) {
+  // Opened here, since tinyxml2 leaves a file that it has opened open when memory is short.
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "rb"), fclose);
+  try {
+    if (file != nullptr) {
+      document->LoadFile(file.get());
+    } else {
+      document->LoadFile(path);  // which says that it can't be opened
+    }
+  } catch (const std::bad_alloc&) {
+    return LogParserError(tinyxml2::XML_ERROR_FILE_READ_ERROR, path, strerror(ENOMEM));
+  }
+  return document->Error() ? LogParserError(document->ErrorID(), path, document->ErrorStr()) : 0;
 }
 
 const XMLElement* FindChildElement(const XMLElement& parent, const char* name) {
@@ -36,7 +57,13 @@ const char* FirstText(const XMLElement& element) {
   return first != nullptr && first->ToText() != nullptr ? first->Value() : nullptr;
 }
 
-int ParseTrigger(const char* text, uint32_t* type) {
+int ReadDateFrom(const char* text, TrackRecord* track) {
+  return ParseDateTime(text, &track->DateFrom);
+}
+
+int ReadDateTo(const char* text, TrackRecord* track) { return ParseDateTime(text, &track->DateTo); }
+
+int ReadTrigger(const char* text, TrackRecord* track) {
   static const struct {
     const char* name;
     TriggerType type;
@@ -44,56 +71,56 @@ int ParseTrigger(const char* text, uint32_t* type) {
       {"EXTERNAL", kTriggerExternal}, {"MOTION", kTriggerMotion},     {"NETWORK", kTriggerNetwork},
       {"USER", kTriggerUser},         {"SOFTWARE", kTriggerSoftware},
   };
-  if (text == nullptr) {
-    return EINVAL;
-  }
   for (const auto& trigger : kTriggers) {
     if (strcmp(text, trigger.name) == 0) {
-      *type = trigger.type;
+      track->TriggerType = trigger.type;
       return 0;
     }
   }
   return EINVAL;
 }
 
-int CopyPath(const char* text, char* path) {
-  if (text == nullptr) {
-    return EINVAL;
-  }
-  const size_t length = strnlen(text, sizeof TrackRecord::Path - 1);
-  memcpy(path, text, length);
-  path[length] = '\0';
+int ReadPath(const char* text, TrackRecord* track) {
+  const size_t length = strnlen(text, sizeof track->Path - 1);
+  memcpy(track->Path, text, length);
+  track->Path[length] = '\0';
   return 0;
 }
 
-// Finds a child of the root and parses its text with `parse` into *field.
-template <typename Parse, typename Field>
-int ReadChild(const XMLElement& root, const char* name, Parse parse, Field* field) {
-  const XMLElement* child = FindChildElement(root, name);
-  return child == nullptr ? EINVAL : parse(FirstText(*child), field);
-}
-
 int ReadTrack(const XMLElement& root, TrackRecord* track) {
-  int error = ReadChild(root, "dateFrom", ParseDateTime, &track->DateFrom);
-  if (error == 0) {
-    error = ReadChild(root, "dateTo", ParseDateTime, &track->DateTo);
+  static const struct {
+    const char* name;
+    int (*read)(const char* text, TrackRecord* track);
+  } kElements[] = {
+      {"dateFrom", ReadDateFrom},
+      {"dateTo", ReadDateTo},
+      {"trigger", ReadTrigger},
+      {"path", ReadPath},
+  };
+  for (const auto& element : kElements) {
+    const XMLElement* child = FindChildElement(root, element.name);
+    const char* text = child != nullptr ? FirstText(*child) : nullptr;
+    if (text == nullptr) {
+      return EINVAL;
+    }
+    if (const int error = element.read(text, track); error != 0) {
+      return error;
+    }
   }
-  if (error == 0) {
-    error = ReadChild(root, "trigger", ParseTrigger, &track->TriggerType);
-  }
-  if (error == 0) {
-    error = ReadChild(root, "path", CopyPath, track->Path);
-  }
-  return error;
+  return 0;
 }
 
 }  // namespace
 
+bool HasClipFileSuffix(std::string_view path) {
+  return path.size() >= kClipFileSuffix.size() &&
+         path.substr(path.size() - kClipFileSuffix.size()) == kClipFileSuffix;
+}
+
 int ParseClipFile(const char* path, TrackRecord* track) {
   XMLDocument document(true, tinyxml2::PRESERVE_WHITESPACE);
-  document.LoadFile(path);
-  if (document.Error()) {
-    return LogParserError(document, path);
+  if (const int error = LoadDocument(path, &document); error != 0) {
+    return error;
   }
   const XMLElement* root = document.FirstChildElement();
   if (root == nullptr) {

@@ -32,9 +32,6 @@ int ParseZone(const char* zone, int* offset) {
 }  // namespace
 
 int ParseDateTime(const char* text, uint32_t* seconds) {
-  if (text == nullptr) {
-    return EINVAL;
-  }
   tm calendar = {};
   const char* zone = strptime(text, "%Y-%m-%dT%H:%M:%S", &calendar);
   if (zone == nullptr) {

@@ -1,18 +1,13 @@
 #include <syslog.h>
 
-#include <cstdio>
-
-#include "db/sql_text.h"
 #include "db/vexa_dao.h"
 
 namespace {
 
-struct CreationStep {
+const struct {
   const char* sql;
   const char* failure;
-};
-
-const CreationStep kCreationSteps[] = {
+} kCreationSteps[] = {
     {"CREATE TABLE Schema (URI VARCHAR(256) NOT NULL, MajorVersion INTEGER NOT NULL, "
      "MinorVersion INTEGER NOT NULL);",
      "[VexaDAO] Failed to create SCHEMA table\n"},
@@ -52,42 +47,27 @@ const CreationStep kCreationSteps[] = {
      "(SELECT IFNULL(MAX(Track.DateTo), 0) FROM Track) WHERE Id = 1;"
      "END;",
      "[VexaDAO] Failed to create triggers\n"},
-};
 
-// Passes on the result of a step, after logging its message if it failed.
-int CheckStep(int error, const char* failure) {
-  if (error != 0) {
-    syslog(LOG_DAEMON | LOG_ERR, "%s", failure);
-  }
-  return error;
-}
+    {"INSERT INTO Schema VALUES ('http://norvane.example/ipnc/recordings.xsd', 0, 2);",
+     "[VexaDAO] Failed to populate SCHEMA table\n"},
+};
 
 }  // namespace
 
 int VexaDAO::CreateNewDatabase(const char* manufacturerName, const char* productName,
                                const char* modelName, const char* serialNumber) {
   syslog(LOG_DAEMON | LOG_INFO, "[VexaDAO] Creating new database\n");
-  int error = 0;
-  for (const CreationStep& step : kCreationSteps) {
-    error = CheckStep(ExecuteStatement(step.sql), step.failure);
-    if (error != 0) {
+  for (const auto& step : kCreationSteps) {
+    if (const int error = ExecuteStatement(step.sql); error != 0) {
+      syslog(LOG_DAEMON | LOG_ERR, "%s", step.failure);
       return error;
     }
   }
-  error = CheckStep(InsertSchema(), "[VexaDAO] Failed to populate SCHEMA table\n");
-  if (error == 0) {
-    error = CheckStep(InsertCamera(manufacturerName, productName, modelName, serialNumber),
-                      "[VexaDAO] Failed to populate CAMERA table\n");
+  if (const int error = InsertCamera(manufacturerName, productName, modelName, serialNumber);
+      error != 0) {
+    syslog(LOG_DAEMON | LOG_ERR, "[VexaDAO] Failed to populate CAMERA table\n");
+    return error;
   }
-  if (error == 0) {
-    syslog(LOG_DAEMON | LOG_INFO, "[VexaDAO] Created new database\n");
-  }
-  return error;
-}
-
-int VexaDAO::InsertSchema() {
-  StatementBuffer sql;
-  snprintf(sql, kStatementSize, "INSERT INTO Schema VALUES ('%s', %d, %d);",
-           "http://norvane.example/ipnc/recordings.xsd", 0, 2);
-  return ExecuteStatement(sql);
+  syslog(LOG_DAEMON | LOG_INFO, "[VexaDAO] Created new database\n");
+  return 0;
 }

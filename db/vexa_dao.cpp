@@ -5,13 +5,40 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <string_view>
 
-#include "db/sql_text.h"
+#include "clip/track_record.h"
+#include "ipc/command_messages.h"
 
 namespace {
 
+// A fixed-form statement is formatted into a buffer of its own, of which snprintf(3) may fill
+// kStatementLimit bytes: at most 254 characters and their NUL.
+using StatementBuffer = char[256];
+constexpr size_t kStatementLimit = 255;
+
+// The text with every single quote doubled, as it must stand between single quotes in SQL.
+std::string EscapeQuotes(std::string_view text) {
+  std::string escaped(text);
+  for (size_t at = escaped.find('\''); at != std::string::npos; at = escaped.find('\'', at + 2)) {
+    escaped.insert(at, 1, '\'');
+  }
+  return escaped;
+}
+
+// The text of a fixed-size field: up to its NUL, or all of the field if it has none.
+template <size_t size>
+std::string EscapedField(const char (&field)[size]) {
+  return EscapeQuotes(std::string_view(field, strnlen(field, size)));
+}
+
 // A row callback of sqlite3_exec: stores the first column into the long that `count` points to.
+// SQLite hands over a null, which fails the query, when it has no memory for the column's text.
 int ReadCountCallback(void* count, int /*columns*/, char** values, char** /*names*/) {
+  if (values[0] == nullptr) {
+    return 1;
+  }
   *static_cast<long*>(count) = strtol(values[0], nullptr, 10);
   return 0;
 }
@@ -50,7 +77,7 @@ int VexaDAO::IsEmpty() {
 int VexaDAO::InsertCamera(const char* manufacturerName, const char* productName,
                           const char* modelName, const char* serialNumber) {
   StatementBuffer sql;
-  snprintf(sql, kStatementSize, "INSERT INTO Camera VALUES ('%s', '%s', '%s', '%s');",
+  snprintf(sql, kStatementLimit, "INSERT INTO Camera VALUES ('%s', '%s', '%s', '%s');",
            EscapeQuotes(manufacturerName).c_str(), EscapeQuotes(productName).c_str(),
            EscapeQuotes(modelName).c_str(), EscapeQuotes(serialNumber).c_str());
   return ExecuteStatement(sql);
@@ -58,7 +85,7 @@ int VexaDAO::InsertCamera(const char* manufacturerName, const char* productName,
 
 int VexaDAO::InsertTrack(const TrackRecord& track) {
   StatementBuffer sql;
-  snprintf(sql, kStatementSize, "INSERT INTO Track VALUES ('%lu', '%lu', '%u', '%s');",
+  snprintf(sql, kStatementLimit, "INSERT INTO Track VALUES ('%lu', '%lu', '%u', '%s');",
            static_cast<unsigned long>(track.DateFrom), static_cast<unsigned long>(track.DateTo),
            track.TriggerType, EscapeQuotes(track.Path).c_str());
   return ExecuteStatement(sql);
@@ -66,7 +93,7 @@ int VexaDAO::InsertTrack(const TrackRecord& track) {
 
 int VexaDAO::DeleteTrack(const char* pathFragment) {
   StatementBuffer sql;
-  snprintf(sql, kStatementSize, "DELETE FROM Track WHERE INSTR(Path, '%s');",
+  snprintf(sql, kStatementLimit, "DELETE FROM Track WHERE INSTR(Path, '%s');",
            EscapeQuotes(pathFragment).c_str());
   return ExecuteStatement(sql);
 }
@@ -75,7 +102,7 @@ int VexaDAO::InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::stri
                              uint32_t status, const RecordingSource& source,
                              uint32_t maxRetentionTime) {
   StatementBuffer sql;
-  snprintf(sql, kStatementSize,
+  snprintf(sql, kStatementLimit,
            "INSERT INTO Recording VALUES "
            "(NULL, '%lu', '%lu', '%s', '%u', '%s', '%s', '%s', '%s', '%s', '%lu');",
            static_cast<unsigned long>(dateFrom), static_cast<unsigned long>(dateTo),
@@ -85,6 +112,20 @@ int VexaDAO::InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::stri
            EscapeQuotes(source.SourceAddress).c_str(),
            static_cast<unsigned long>(maxRetentionTime));
   return ExecuteStatement(sql);
+}
+
+int VexaDAO::UpdateRecording(const RecordingUpdate& update) {
+  std::string sql = "UPDATE Recording SET ";
+  sql += "SourceId = '" + EscapedField(update.SourceId);
+  sql += "', SourceName = '" + EscapedField(update.SourceName);
+  sql += "', SourceLocation = '" + EscapedField(update.SourceLocation);
+  sql += "', SourceDescription = '" + EscapedField(update.SourceDescription);
+  sql += "', SourceAddress = '" + EscapedField(update.SourceAddress);
+  sql += "', Content = '" + EscapedField(update.Content);
+  sql += "', MaxRetentionTime = " + std::to_string(update.MaxRetentionTime);
+  sql += " WHERE Id = " + std::to_string(update.Id);
+  sql += ";";
+  return ExecuteStatement(sql.c_str());
 }
 
 int VexaDAO::ExecuteStatement(const char* sql) {

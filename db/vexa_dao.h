@@ -4,9 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "clip/track_record.h"
-#include "ipc/command_messages.h"
-
+struct RecordingUpdate;
+struct TrackRecord;
 struct sqlite3;
 
 // What InsertRecording writes about a recording's source; NUL-terminated texts.
@@ -23,8 +22,9 @@ struct RecordingSource {
 // Operations return 0 or SQLite's result code, logged with its generic text. Each statement commits
 // by itself; a statement that fails changes nothing, and the connection stays usable. A lock held
 // by another process fails a statement at once with SQLITE_BUSY (5). Text values may hold anything:
-// single quotes are doubled. All statements but UpdateRecording's are cut after 254 characters,
-// which fails a longer one with SQLITE_ERROR (1) unless all that is lost is the closing ";".
+// single quotes are doubled. The statements of InsertCamera, InsertRecording, InsertTrack and
+// DeleteTrack are cut after 254 characters, which fails a longer one with SQLITE_ERROR (1) unless
+// all that is lost is the closing ";".
 class VexaDAO {
  public:
   // Opens the database file, creating it if need be. Throws SQLite's result code, an int, if that
@@ -62,7 +62,6 @@ class VexaDAO {
   int UpdateRecording(const RecordingUpdate& update);
 
  private:
-  int InsertSchema();
   int ExecuteStatement(const char* sql);
   int LogSqliteError();
 

@@ -6,8 +6,8 @@
  * and waits with msgrcv(2) for the CommandReply of the type that it named in SenderType. Sizes
  * given to msgsnd and msgrcv, and the offsets below, count from the first byte after mtype. All
  * integers are in the host's byte order. */
-#ifndef VEXAMGR_COMMAND_MESSAGES_H
-#define VEXAMGR_COMMAND_MESSAGES_H
+#ifndef VEXAMGR_IPC_COMMAND_MESSAGES_H
+#define VEXAMGR_IPC_COMMAND_MESSAGES_H
 
 #include <assert.h>
 #include <stddef.h>

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "ipc/command_messages.h"
 #include "manager/vexa_manager.h"
 
 namespace {
@@ -15,13 +16,8 @@ union MessageArea {
   CommandReply reply;
 };
 
-bool IsKnown(int32_t messageId) {
-  return messageId == COMMAND_INSERT_CLIP || messageId == COMMAND_DELETE_CLIP ||
-         messageId == COMMAND_UPDATE_RECORDING;
-}
-
 // The path that a request of `size` bytes carries. A path without a NUL ends with the received
-// bytes: what lies behind them belongs to earlier requests.
+// bytes: what lies after them belongs to earlier requests.
 std::string PathOf(const CommandMessage& request, size_t size) {
   return std::string(request.Data, strnlen(request.Data, size - COMMAND_HEADER_SIZE));
 }
@@ -41,14 +37,14 @@ void Reply(int queueId, MessageArea* area, int32_t result) {
 }  // namespace
 
 int VexaManager::RunCommandLoop() {
+  // In this order: a stop before the first line is seen in the second, one after it in `running`.
   running = true;
   if (stopRequested) {
     return 0;
   }
   MessageArea area;
   // A stop that comes between the test of `running` and the receive is noticed only after the next
-  // request. A handler can't close this gap: it can't know that the receive hasn't begun, and
-  // msgrcv(2) can't unblock signals as it begins to wait, as pselect(2) can.
+  // request: the signal handler does nothing but call Stop.
   while (true) {
     const ssize_t size = msgrcv(queueId, &area.request, COMMAND_TEXT_SIZE, COMMAND_REQUEST_TYPE, 0);
     if (size < 0) {
@@ -62,8 +58,7 @@ int VexaManager::RunCommandLoop() {
     int result = 0;
     if (size < COMMAND_LEAST_SIZE) {
       syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Incomplete message received\n");
-    } else if (IsKnown(area.request.MessageId)) {
-      result = CarryOut(area.request, static_cast<size_t>(size));
+    } else if (CarryOut(area.request, static_cast<size_t>(size), &result)) {
       Reply(queueId, &area, result);
     } else {
       syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Unknown message identifier received\n");
@@ -75,13 +70,20 @@ int VexaManager::RunCommandLoop() {
   }
 }
 
-int VexaManager::CarryOut(const CommandMessage& request, size_t size) {
-  if (request.MessageId == COMMAND_UPDATE_RECORDING) {
-    return size == COMMAND_UPDATE_SIZE ? dao.UpdateRecording(request.Update) : -1;
+// Stores the result of a request of `size` bytes; false for an identifier that is none.
+bool VexaManager::CarryOut(const CommandMessage& request, size_t size, int* result) {
+  const bool hasData = size > COMMAND_HEADER_SIZE;
+  switch (request.MessageId) {
+    case COMMAND_INSERT_CLIP:
+      *result = hasData ? InsertClip(PathOf(request, size)) : -1;
+      return true;
+    case COMMAND_DELETE_CLIP:
+      *result = hasData ? DeleteClip(PathOf(request, size)) : -1;
+      return true;
+    case COMMAND_UPDATE_RECORDING:
+      *result = size == COMMAND_UPDATE_SIZE ? dao.UpdateRecording(request.Update) : -1;
+      return true;
+    default:
+      return false;
   }
-  if (size <= COMMAND_HEADER_SIZE) {
-    return -1;
-  }
-  const std::string path = PathOf(request, size);
-  return request.MessageId == COMMAND_INSERT_CLIP ? InsertClip(path) : DeleteClip(path);
 }

@@ -1,30 +1,78 @@
+#include <dirent.h>
 #include <syslog.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <utility>
 
-#include "manager/directory_listing.h"
+#include "clip/clip_file.h"
 #include "manager/vexa_manager.h"
+
+namespace {
+
+// The selector of scandir(3): 1 to keep subdirectories that are not hidden and clip descriptions,
+// 0 to drop the rest, going by the type in the entry: links and unknown types are dropped.
+int scan_dir_filter(const dirent* entry) {
+  if (entry->d_type == DT_DIR) {
+    return entry->d_name[0] != '.' ? 1 : 0;
+  }
+  if (entry->d_type == DT_REG) {
+    const std::string_view name = entry->d_name;
+    return name.size() > kClipFileSuffix.size() && HasClipFileSuffix(name) ? 1 : 0;
+  }
+  return 0;
+}
+
+struct Free {
+  void operator()(void* memory) const { free(memory); }
+};
+using Entry = std::unique_ptr<dirent, Free>;
+
+// What scandir(3) lists of one directory, in the order of its stream.
+struct DirectoryListing {
+  explicit DirectoryListing(const std::string& directory)
+      : count(scandir(directory.c_str(), &entries, scan_dir_filter, nullptr)) {}
+  ~DirectoryListing() {
+    for (int i = 0; i < count; ++i) {
+      free(entries[i]);
+    }
+    free(entries);
+  }
+  DirectoryListing(const DirectoryListing&) = delete;
+  DirectoryListing& operator=(const DirectoryListing&) = delete;
+
+  // Hands an entry over to the caller.
+  Entry Take(int i) { return Entry(std::exchange(entries[i], nullptr)); }
+
+  dirent** entries = nullptr;
+  const int count;  // -1, with errno set, for a directory that can't be read
+};
+
+}  // namespace
 
 int VexaManager::ScanDirectory(const std::string& directory) {
   DirectoryListing listing(directory);
-  int result = listing.error();
-  if (result != 0) {
-    syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Error scanning directory (%d) %s\n", result,
-           strerror(result));
+  if (listing.count < 0) {
+    const int error = errno;
+    syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Error scanning directory (%d) %s\n", error,
+           strerror(error));
+    return error;
   }
-  while (result == 0 && listing.size() > 0) {
-    const DirectoryListing::Entry entry = listing.TakeLast();
+  for (int i = listing.count - 1; i >= 0; --i) {
+    const Entry entry = listing.Take(i);
     const std::string path = directory + "/" + entry->d_name;
     if (entry->d_type == DT_REG) {
-      result = InsertClip(path);
-      continue;
-    }
-    result = ScanDirectory(path);
-    if (result != 0) {
+      if (const int error = InsertClip(path); error != 0) {
+        return error;
+      }
+    } else if (const int error = ScanDirectory(path); error != 0) {
       syslog(LOG_DAEMON | LOG_ERR,
-             "[VexaManager]  Error scanning directory %d files not processed in (%s)\n",
-             listing.size(), path.c_str());
+             "[VexaManager]  Error scanning directory %d files not processed in (%s)\n", i,
+             path.c_str());
+      return error;
     }
   }
-  return result;
+  return 0;
 }

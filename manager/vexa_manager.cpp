@@ -17,7 +17,32 @@ int VexaManager::Start() {
   return RunCommandLoop();
 }
 
+// In the reverse order of RunCommandLoop, so that a stop from another thread isn't lost either.
 void VexaManager::Stop() {
   stopRequested = true;
   running = false;
+}
+
+// The texts about the camera and its recording are for the camera's integrator to change.
+int VexaManager::PopulateNewDatabase() {
+  syslog(LOG_DAEMON | LOG_INFO, "[VexaManager] Populating new database\n");
+  if (const int error = dao.CreateNewDatabase("Norvane", "Pellaro", "Quintor", ""); error != 0) {
+    syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Failed to create new database\n");
+    return error;
+  }
+  const RecordingSource source = {"Source ID", "Source Name", "Source Location",
+                                  "Source Description", "urn:camera0"};
+  const uint32_t status = 2;
+  // Before the first track: the triggers widen the dates of this row.
+  if (const int error = dao.InsertRecording(0, 0, "Recording Contents", status, source, 0);
+      error != 0) {
+    syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Failed to populate RECORDING table\n");
+    return error;
+  }
+  if (const int error = ScanDirectory(watchDirectory); error != 0) {
+    syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Error scanning directories\n");
+    return error;
+  }
+  syslog(LOG_DAEMON | LOG_INFO, "[VexaManager] Populated new database\n");
+  return 0;
 }

@@ -6,19 +6,20 @@
 #include <string>
 
 #include "db/vexa_dao.h"
-#include "ipc/command_messages.h"
+
+struct CommandMessage;
 
 // The service: keeps the recording database in step with the clip descriptions of one watch
 // directory, by populating a new database from it and then serving the command queue.
 //
 // Operations return 0, or a code that says why not: SQLite's for a failed statement,
 // ParseClipFile's for an unusable clip description, errno for an unreadable directory or a failed
-// receive, -1 for a request that was refused. The place that detects a failure logs it.
+// receive, -1 for a request that was refused. Each failure is logged but a refusal with -1.
 class VexaManager {
  public:
   // Opens the database; throws SQLite's result code, an int, if that fails. The queue is the
   // caller's: it is only received from and sent to, and must outlive the manager's Start.
-  VexaManager(const char* databaseFilename, int queueId, const char* watchDirectory);
+  VexaManager(const char* databaseFilename, int queue, const char* directory);
   virtual ~VexaManager();
   VexaManager(const VexaManager&) = delete;
   VexaManager& operator=(const VexaManager&) = delete;
@@ -33,15 +34,13 @@ class VexaManager {
 
  private:
   int PopulateNewDatabase();
-  int InsertDefaultRecording();
-
   int ScanDirectory(const std::string& directory);
 
   int InsertClip(const std::string& path);
   int DeleteClip(const std::string& path);
 
   int RunCommandLoop();
-  int CarryOut(const CommandMessage& request, size_t size);
+  bool CarryOut(const CommandMessage& request, size_t size, int* result);
 
   VexaDAO dao;
   const std::string watchDirectory;

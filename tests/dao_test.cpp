@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "clip/track_record.h"
 #include "db/vexa_dao.h"
 #include "tests/service_test.h"
 

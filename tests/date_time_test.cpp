@@ -25,7 +25,7 @@ TEST(DateTimeTest, ParsesIsoTimes) {
   }
   for (const char* text :
        {"2013-05-21T16:03:27+02:00", "2013-05-21T16:03:27+02", "2013-05-21T14:03:27.250Z",
-        "2013-05-21T14:03:27\n", "2013-05-21 14:03:27Z", "2013-05-21", "", (const char*)nullptr}) {
+        "2013-05-21T14:03:27\n", "2013-05-21 14:03:27Z", "2013-05-21", ""}) {
     uint32_t seconds = 77;
     EXPECT_EQ(ParseDateTime(text, &seconds), 22) << text;
     EXPECT_EQ(seconds, 77) << text;
