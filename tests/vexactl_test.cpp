@@ -38,7 +38,7 @@ TEST_F(VexactlTest, SendsRequestsAndTellsTheirOutcome) {
   EXPECT_EQ(Vexactl("update" + kUpdate + " -- -2147483648"),
             "1 vexactl: recording -2147483648: refused with 1 (SQL logic error)\n");
   kill(service, SIGSTOP);
-  EXPECT_EQ(Vexactl("--timeout 1 delete x y"), "3 vexactl: x: no answer: Connection timed out\n");
+  EXPECT_EQ(Vexactl("--timeout 1 delete x y"), "3 vexactl: x: no answer: the time limit has passed\n");
 }
 
 TEST_F(VexactlTest, SendsNothingOnWrongUse) {

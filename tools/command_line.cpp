@@ -74,9 +74,9 @@ template <typename Number>
 bool ReadNumber(const std::string& what, std::string_view text, Number least, Number most,
                 Number* number) {
   *number = least;
-  const char* const behind = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), behind, *number);
-  if (error != std::errc() || end != behind || *number < least || *number > most) {
+  const char* const end = text.data() + text.size();
+  const auto [next, error] = std::from_chars(text.data(), end, *number);
+  if (error != std::errc() || next != end || *number < least || *number > most) {
     return WrongUse(what + " must be a whole number from " + std::to_string(least) + " to " +
                     std::to_string(most));
   }
@@ -91,13 +91,17 @@ bool CheckLength(const std::string& what, std::string_view text, size_t most) {
   return true;
 }
 
-bool ReadPaths(int32_t messageId, const Arguments& arguments, int count, char** paths,
-               std::vector<Request>* requests) {
+bool CheckNoTexts(const Arguments& arguments) {
   for (int option = kContent; option < kOptionCount; ++option) {
     if (arguments[static_cast<size_t>(option)] != nullptr) {
       return WrongUse(Name(option) + " goes with update only");
     }
   }
+  return true;
+}
+
+bool ReadPaths(int32_t messageId, const char* outcome, int count, char** paths,
+               std::vector<Request>* requests) {
   if (count == 0) {
     return WrongUse("no file is given");
   }
@@ -107,6 +111,7 @@ bool ReadPaths(int32_t messageId, const Arguments& arguments, int count, char** 
     }
     Request& request = requests->emplace_back();
     request.subject = paths[i];
+    request.outcome = outcome;
     request.textSize = MakePathRequest(messageId, paths[i], &request.message);
   }
   return true;
@@ -146,6 +151,7 @@ bool ReadUpdate(const Arguments& arguments, int count, char** ids, std::vector<R
   }
   Request& request = requests->emplace_back();
   request.subject = std::string("recording ") + ids[0];
+  request.outcome = "updated";
   request.message.MessageId = COMMAND_UPDATE_RECORDING;
   request.message.DataLength = sizeof request.message.Update;
   request.textSize = COMMAND_UPDATE_SIZE;
@@ -156,6 +162,21 @@ bool ReadUpdate(const Arguments& arguments, int count, char** ids, std::vector<R
          ReadTexts(arguments, &update) &&
          ReadNumber(Name(kMaxRetentionTime), arguments[kMaxRetentionTime], Time::min(), Time::max(),
                     &update.MaxRetentionTime);
+}
+
+// A deletion without a path is refused, before the service does or logs anything.
+bool ReadPing(int count, std::vector<Request>* requests) {
+  if (count != 0) {
+    return WrongUse("ping takes no operand");
+  }
+  Request& request = requests->emplace_back();
+  request.subject = "vexamgr";
+  request.outcome = "reached";
+  request.message.MessageId = COMMAND_DELETE_CLIP;
+  request.message.DataLength = 0;
+  request.textSize = COMMAND_HEADER_SIZE;
+  request.success = -1;
+  return true;
 }
 
 bool ReadTimeout(const char* argument, std::chrono::seconds* timeout) {
@@ -177,14 +198,20 @@ bool ReadCommand(const Arguments& arguments, int count, char** operands,
     return WrongUse("no command is given");
   }
   const std::string command = operands[0];
-  if (command == "insert") {
-    return ReadPaths(COMMAND_INSERT_CLIP, arguments, count - 1, operands + 1, requests);
-  }
-  if (command == "delete") {
-    return ReadPaths(COMMAND_DELETE_CLIP, arguments, count - 1, operands + 1, requests);
-  }
   if (command == "update") {
     return ReadUpdate(arguments, count - 1, operands + 1, requests);
+  }
+  if (!CheckNoTexts(arguments)) {
+    return false;
+  }
+  if (command == "insert") {
+    return ReadPaths(COMMAND_INSERT_CLIP, "inserted", count - 1, operands + 1, requests);
+  }
+  if (command == "delete") {
+    return ReadPaths(COMMAND_DELETE_CLIP, "deleted", count - 1, operands + 1, requests);
+  }
+  if (command == "ping") {
+    return ReadPing(count - 1, requests);
   }
   return WrongUse("unknown command " + command);
 }

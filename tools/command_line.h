@@ -10,9 +10,11 @@
 
 // One request that vexactl is to send.
 struct Request {
-  std::string subject;     // what it is about, for the output: a path, or "recording ID"
+  std::string subject;     // what it is about, for the output: a path, "recording ID", "vexamgr"
+  const char* outcome;     // what becomes of the subject when it is carried out, for the output
   CommandMessage message;  // complete but for mtype and SenderType
   size_t textSize;
+  int32_t success = 0;  // the result code of a request that was carried out
 };
 
 // What a command line of vexactl asks for.

@@ -19,12 +19,13 @@ const char kHelpText[] =
     "       vexactl [--timeout SECONDS] update ID --content TEXT --source-id TEXT\n"
     "               --source-name TEXT --source-location TEXT --source-description TEXT\n"
     "               --source-address TEXT --max-retention-time NUMBER\n"
+    "       vexactl [--timeout SECONDS] ping\n"
     "       vexactl --help | --version\n"
     "\n"
     "Asks a running vexamgr to insert or delete the clips that FILEs describe, or to replace\n"
-    "the descriptive columns of the recording ID. Paths are sent as given: the service takes\n"
-    "relative ones from its own working directory. An ID or FILE that begins with - goes\n"
-    "last, after --.\n"
+    "the descriptive columns of the recording ID, or with ping just whether it answers. Paths\n"
+    "are sent as given: the service takes relative ones from its own working directory. An ID\n"
+    "or FILE that begins with - goes last, after --.\n"
     "\n"
     "  --timeout SECONDS  how long to wait for each answer, 1 to 86400 (10 unless given)\n"
     "\n"
@@ -46,13 +47,11 @@ const char* Meaning(int32_t messageId, int32_t code) {
 }
 
 void PrintOutcome(const Request& request, int32_t result) {
-  static const char* const kDone[] = {"inserted", "deleted", "updated"};
-  const int32_t messageId = request.message.MessageId;
-  if (result == 0) {
-    printf("%s %s\n", kDone[messageId], request.subject.c_str());
+  if (result == request.success) {
+    printf("%s %s\n", request.outcome, request.subject.c_str());
     return;
   }
-  const char* meaning = Meaning(messageId, result);
+  const char* meaning = Meaning(request.message.MessageId, result);
   fprintf(stderr, "vexactl: %s: refused with %d (%s)\n", request.subject.c_str(), result,
           meaning != nullptr ? meaning : "the service's log tells why");
 }
@@ -65,6 +64,8 @@ const char* ErrorText(int error) {
     case EIDRM:
     case EINVAL:
       return "the command queue was removed: vexamgr has ended";
+    case ETIMEDOUT:
+      return "the time limit has passed";
     default:
       return strerror(error);
   }
@@ -86,7 +87,7 @@ ExitStatus SendAll(CommandLine* commandLine) {
       return kNoAnswer;
     }
     PrintOutcome(request, result);
-    if (result != 0) {
+    if (result != request.success) {
       status = kRefused;
     }
   }
