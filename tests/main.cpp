@@ -11,8 +11,7 @@ int main(int argc, char** argv) {
   const uid_t user = geteuid();
   const gid_t group = getegid();
   if (unshare(CLONE_NEWIPC) != 0 && unshare(CLONE_NEWIPC | CLONE_NEWUSER) != 0) {
-    perror("unshare");
-    return 1;
+    return perror("unshare"), 1;
   }
   std::ofstream("/proc/self/setgroups") << "deny";
   std::ofstream("/proc/self/uid_map") << user << " " << user << " 1";

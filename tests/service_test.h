@@ -3,171 +3,149 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sqlite3.h>
-#include <sys/ipc.h>
 #include <sys/msg.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <string>
+#include <future>
+#include <optional>
+#include <sstream>
 
 #include "ipc/requester.h"
+#include "manager/vexa_manager.h"
 
-// Runs vexamgr itself, on the database "db" and the watch directory "w" in a folder of the test's
-// own, which is the working directory, and in this process's private IPC namespace.
+extern std::function<void()> onLogLine;  // see syslog_capture.cpp
+
+// A manager in this process, on the database "db" and the watch directory "w" in a folder of the
+// test's own, which is the working directory, and in a private IPC namespace.
 class ServiceTest : public testing::Test {
  protected:
-  static constexpr std::chrono::milliseconds kPatience{60000};  // only a failure takes so long
-
   ServiceTest() : folder(testing::TempDir() + "vexamgr-XXXXXX") {
-    EXPECT_TRUE(mkdtemp(folder.data()) && pipe2(logPipe, O_CLOEXEC) == 0);
-    std::filesystem::current_path(folder);
+    std::filesystem::current_path(mkdtemp(folder.data()));
     std::filesystem::create_directory("w");
+    setenv("SYSLOG_CAPTURE", (folder + "/log").c_str(), 1);
+    // A test that takes longer, whatever it waits for, shows its log and fails.
+    signal(SIGALRM, [](int) { execl("/bin/sh", "sh", "-c", "cat log; exit 1", nullptr); });
+    alarm(20);
   }
 
   ~ServiceTest() override {
-    if (service > 0) {
-      Stop(SIGKILL);
-    }
     msgctl(Queue(), IPC_RMID, nullptr);
+    served = {};  // waits for it
+    onLogLine = nullptr;
+    alarm(0);
+    EXPECT_FALSE(HasFailure()) << "The log:\n" << Take();
     std::filesystem::remove_all(folder);
   }
 
-  // How to start a program: as built with the tests, or as the environment says, which may name one
-  // built for another processor.
-  static std::string Command(const char* variable, const char* built) {
-    const char* other = getenv(variable);
-    return other != nullptr ? other : built;
+  // Populates a new database: the stop that comes before is remembered.
+  int Populate(const char* watchDirectory = "w") {
+    manager.emplace("db", -1, watchDirectory);
+    manager->Stop();
+    return manager->Start();
   }
 
-  // The rows that a query yields, as "a|b\n" each.
-  static std::string Query(const std::string& sql) {
-    std::string rows;
-    const auto append = [](void* text, int columns, char** values, char** /*names*/) {
-      for (int i = 0; i < columns; ++i) {
-        *static_cast<std::string*>(text) += std::string(i > 0 ? "|" : "") + values[i];
-      }
-      *static_cast<std::string*>(text) += "\n";
-      return 0;
-    };
-    sqlite3* connection;
-    sqlite3_open("db", &connection);
-    sqlite3_exec(connection, sql.c_str(), append, &rows, nullptr);
-    sqlite3_close(connection);
-    return rows;
+  // Serves requests in another thread, on a populated database, until the queue is removed.
+  void Serve() {
+    EXPECT_EQ(Populate(), 0);
+    manager.emplace("db", Queue(IPC_CREAT | 0600), "w");
+    served = std::async(std::launch::async, [this] { return manager->Start(); });
+    EXPECT_EQ(Request(COMMAND_DELETE_CLIP, ""), -1);
+    Take();
   }
 
-  // Both write a file, with its folder, and return its path.
+  // Both return the path.
   static std::string Write(const std::string& path, const std::string& content) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
     std::ofstream(path) << content;
     return path;
   }
-  static std::string WriteClip(const std::string& path, const std::string& media = "media",
-                               const std::string& from = "1970-01-01T00:01:40Z",
-                               const std::string& to = "1970-01-01T00:03:20Z") {
-    return Write(path, "<clip><dateFrom>" + from + "</dateFrom><dateTo>" + to +
-                           "</dateTo><trigger>MOTION</trigger><path>" + media + "</path></clip>");
+  static std::string WriteClip(const std::string& path) {
+    const std::string time = "1970-01-01T00:01:40Z";
+    return Write(path, "<r><dateFrom>" + time + "</dateFrom><dateTo>" + time +
+                           "</dateTo><trigger>MOTION</trigger><path>" + path + "</path></r>");
   }
 
-  // Starts the service and waits for a log line: after "Starting", signals reach the manager.
-  void Start(const std::string& line = "Starting", const std::string& arguments = "db w") {
-    TakeLog();
-    const std::string command = "exec " + Command("VEXAMGR", VEXAMGR) + " " + arguments;
-    service = fork();
-    if (service == 0) {
+  // What a file holds, which is removed: the log, as "priority text" each, or a program's output.
+  static std::string Take(const std::string& path = "log") {
+    std::ifstream file(path);
+    std::filesystem::remove(path);
+    return std::string(std::istreambuf_iterator(file), {});
+  }
+
+  // The values that a query yields, a "|" after each.
+  static std::string Query(const std::string& sql) {
+    const auto append = [](void* text, int columns, char** values, char** /*names*/) {
+      for (int i = 0; i < columns; ++i) {
+        *static_cast<std::string*>(text) += std::string(values[i]) + "|";
+      }
+      return 0;
+    };
+    std::string text;
+    sqlite3* connection;
+    sqlite3_open("db", &connection);
+    sqlite3_exec(connection, sql.c_str(), append, &text, nullptr);
+    sqlite3_close(connection);
+    return text;
+  }
+
+  static int Queue(int flags = 0) { return msgget(COMMAND_QUEUE_KEY, flags); }
+
+  // Sends a header and a path with its NUL, or so many bytes of them.
+  static void SendRaw(int32_t sender, int32_t id, const std::string& path, size_t size = 0) {
+    CommandMessage area[2] = {{COMMAND_REQUEST_TYPE, sender, id, -1, {}}, {}};
+    path.copy(area->Data, sizeof area->Data);
+    size = size > 0 ? size : COMMAND_HEADER_SIZE + path.size() + 1;
+    EXPECT_EQ(msgsnd(Queue(), area, size, 0), 0);
+  }
+
+  // The numbers in the reply to `sender`, all 0 without one.
+  static std::vector<int32_t> Receive(int32_t sender, int flags = 0) {
+    CommandReply reply = {};
+    msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, flags);
+    return {reply.SenderType, reply.MessageId, reply.DataLength, reply.Result};
+  }
+
+  static int Request(int32_t id, const std::string& path) {
+    SendRaw(77, id, path);
+    return Receive(77)[3];
+  }
+
+  // Starts a program with further arguments, separated by blanks. Its output goes into "output".
+  static pid_t Execute(std::vector<const char*> command, const std::string& arguments) {
+    const pid_t process = fork();
+    if (process == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);  // not to outlive a test that is killed
-      setenv("SYSLOG_CAPTURE", std::to_string(dup(logPipe[1])).c_str(), 1);
-      setenv("ASAN_OPTIONS", "verify_asan_link_order=0:quarantine_size_mb=1", 1);
-      execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-      _exit(127);
+      dup2(dup2(creat("output", 0600), STDOUT_FILENO), STDERR_FILENO);
+      std::istringstream words(arguments);
+      for (std::string word; words >> word;) {
+        command.push_back(strdup(word.c_str()));
+      }
+      command.push_back(nullptr);
+      _exit(execvp(command[0], const_cast<char**>(command.data())));
     }
-    while (log.find(line) == std::string::npos) {
-      ASSERT_TRUE(ReadLog(kPatience.count())) << line << " is not in the log:\n" << log;
-    }
+    return process;
   }
 
-  // Waits for the service. Returns its exit status, or 1000 and the signal that killed it.
-  int End() {
+  // Waits for a program's end, sending it a signal again and again: one that comes between two
+  // requests is noticed only after the next. Returns its exit status, or what killed it.
+  static int End(pid_t process, int signal = 0) {
     int status;
-    while (waitpid(service, &status, WNOHANG) == 0) {
-      ReadLog(1);  // a full log would keep it from ending
+    while (waitpid(process, &status, WNOHANG) == 0) {
+      kill(process, signal);
+      usleep(1000);
     }
-    service = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-  }
-  int Stop(int signal = SIGTERM) {
-    kill(service, signal);
-    return End();
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }
 
-  // What has been logged since the last call, as "priority text" each.
-  std::string TakeLog() {
-    while (ReadLog(0)) {
-    }
-    return std::exchange(log, "");
-  }
-
-  // Sends a request and returns its result; fails the test if there is no answer.
-  static int Send(CommandMessage request, size_t textSize) {
-    int32_t result = INT32_MIN;
-    EXPECT_EQ(SendRequest(Queue(), &request, textSize, kPatience, &result), 0);
-    return result;
-  }
-  static int Send(int32_t messageId, const std::string& path) {
-    CommandMessage request;
-    const size_t textSize = MakePathRequest(messageId, path, &request);
-    return Send(request, textSize);
-  }
-  static int Insert(const std::string& path) { return Send(COMMAND_INSERT_CLIP, path); }
-  static int Delete(const std::string& path) { return Send(COMMAND_DELETE_CLIP, path); }
-
-  // Sends the first `size` bytes of a header and data, without waiting for an answer.
-  static void SendRaw(int32_t sender, int32_t messageId, const std::string& data, size_t size = 0) {
-    CommandMessage area[2] = {{COMMAND_REQUEST_TYPE, sender, messageId, -1, {}}, {}};
-    data.copy(area->Data, sizeof area->Data);
-    EXPECT_EQ(msgsnd(Queue(), area, data.empty() ? size : COMMAND_HEADER_SIZE + data.size(), 0), 0);
-  }
-
-  // The bytes of the reply to `sender`; none without a queue or, with IPC_NOWAIT, without a reply.
-  static std::string Receive(int32_t sender, int flags = 0) {
-    CommandReply reply;
-    const ssize_t size = msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, flags);
-    const char* text = reinterpret_cast<char*>(&reply.SenderType);
-    return std::string(text, static_cast<size_t>(std::max(size, ssize_t{0})));
-  }
-
-  // Waits until a process sleeps, as it does in a blocking call, see proc(5).
-  static void WaitUntilAsleep(pid_t process) {
-    for (std::string state; state.find(") S") == std::string::npos;) {
-      std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
-      std::getline(stat, state);
-    }
-  }
-
-  static int Queue() {
-    int id = -1;
-    OpenCommandQueue(&id);
-    return id;
-  }
-
-  pid_t service = -1;
-  int logPipe[2];
-
- private:
-  bool ReadLog(int timeout) {
-    pollfd ready = {logPipe[0], POLLIN, 0};
-    char bytes[4096];
-    const bool any = poll(&ready, 1, timeout) == 1;
-    log.append(bytes, any ? static_cast<size_t>(read(logPipe[0], bytes, sizeof bytes)) : 0);
-    return any;
-  }
-
-  std::string folder, log;
+  std::optional<VexaManager> manager;
+  std::future<int> served;
+  std::string folder;
 };
 
 #endif
