@@ -42,27 +42,27 @@ write_clip 20130521/clip0042 2013-05-21T14:03:27Z 2013-05-21T16:05:00+0200 MOTIO
 write_clip 20130521/clip0043 2013-05-21T11:30:00-0500 2013-05-21T11:31:10-0500 EXTERNAL
 write_clip 20380119/clip0001 2038-01-19T08:44:00+0530 2038-01-19T08:45:00+0530 SOFTWARE
 
+# Runs vexactl, shown as it would be typed.
+run() {
+  local argument words=
+  for argument in "$@"; do
+    [[ $argument == *[!A-Za-z0-9_./:-]* ]] && argument="\"$argument\""
+    words+=" $argument"
+  done
+  echo "\$ vexactl$words"
+  "$programs/vexactl" "$@"
+}
+
 echo
 echo "\$ vexamgr catalogue.db watch"
-mkfifo log
-LD_LIBRARY_PATH=$programs LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" catalogue.db watch 2>log &
+LD_LIBRARY_PATH=$programs LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" catalogue.db watch 2>&1 &
 service=$!
-exec 3<log
-while read -r line <&3; do
-  echo "$line"
-  if [[ $line == *"Populated new database" ]]; then
-    break
-  fi
+until "$programs/vexactl" ping >/dev/null 2>&1; do
+  kill -0 "$service"
 done
-cat <&3 &
-logger=$!
 show_rows
 
 write_clip 20130522/clip0044 2013-05-22T08:00:00Z 2013-05-22T08:01:00Z USER
-run() {
-  echo "\$ vexactl" "${@@Q}"
-  "$programs/vexactl" "$@"
-}
 run insert watch/20130522/clip0044.xml
 run delete watch/20130521/clip0042.xml
 run update 1 --content "Loading bay" --source-id cam-7 --source-name "Bay camera" \
@@ -71,10 +71,11 @@ run update 1 --content "Loading bay" --source-id cam-7 --source-name "Bay camera
 show_rows
 
 echo "\$ kill -TERM $service"
-kill -TERM "$service"
 status=0
+while kill -TERM "$service" 2>/dev/null; do
+  sleep 0.1
+done
 wait "$service" || status=$?
 service=
-wait "$logger"
 echo "vexamgr ended with exit status $status"
 exit "$status"

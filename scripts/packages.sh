@@ -1,5 +1,8 @@
 # Sourced by the other scripts.
 
+# What every build needs.
+build_packages=(g++ cmake ninja-build libsqlite3-dev libtinyxml2-dev)
+
 # Installs those of the named Debian packages that are missing, through sudo when not root.
 install_packages() {
   local package missing=() as_root=()
@@ -17,4 +20,13 @@ install_packages() {
   "${as_root[@]}" apt-get update -qq </dev/null
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null
+}
+
+# Runs a command as the same user in an IPC namespace of its own, apart from a service that runs.
+in_ipc_namespace() {
+  local user=()
+  if [ "$(id -u)" -ne 0 ]; then
+    user=(--user --map-current-user)
+  fi
+  unshare --ipc "${user[@]}" "$@"
 }

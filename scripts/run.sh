@@ -7,7 +7,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/packages.sh"
 
-install_packages g++ cmake ninja-build libsqlite3-dev libtinyxml2-dev sqlite3
+install_packages "${build_packages[@]}" sqlite3
 echo "Building into build/release"
 (
   cd "$root"
@@ -16,12 +16,19 @@ echo "Building into build/release"
 )
 programs=$root/build/release
 
-if [ $# -gt 0 ]; then
-  exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" "$@"
+if [ $# -eq 0 ] && in_ipc_namespace true 2>/dev/null; then
+  in_ipc_namespace "$root/scripts/demo.sh" "$programs"
+  exit
 fi
-# An IPC namespace of its own keeps the demonstration apart from a service that is running already.
-namespace=(--ipc)
-if [ "$(id -u)" -ne 0 ]; then
-  namespace+=(--user --map-current-user)
+# Two services would share the requests, and the end of one would take the queue from the other. One
+# that is populating its database does not answer yet.
+if answer=$("$programs/vexactl" --timeout 2 ping 2>&1) ||
+  { [[ $answer == *"no answer"* ]] && grep -qsx vexamgr /proc/[0-9]*/comm; }; then
+  echo "vexamgr is running here already: stop it first." >&2
+  exit 1
 fi
-exec unshare "${namespace[@]}" "$root/scripts/demo.sh" "$programs"
+if [ $# -eq 0 ]; then
+  echo "No IPC namespace can be made here: the demonstration runs without one."
+  exec "$root/scripts/demo.sh" "$programs"
+fi
+exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" "$@"

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds everything and runs the tests.
+# Installs what is missing, builds everything and runs the tests. Arguments go to cmake.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-install_packages g++ cmake ninja-build libsqlite3-dev libtinyxml2-dev libgtest-dev
+install_packages "${build_packages[@]}" libgtest-dev
 echo "Building into build/dev"
-cmake --preset dev
+cmake --preset dev "$@"
 cmake --build --preset dev
 ctest --preset dev
