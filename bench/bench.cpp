@@ -20,8 +20,7 @@
 #include "manager/vexa_manager.h"
 
 using Work = std::function<void(size_t turn)>;
-using Times =
-    std::vector<std::pair<double, double>>;  // microseconds: of the wall clock, of the processor
+using Times = std::vector<std::pair<double, double>>;  // microseconds: passed, of the processor
 
 static std::vector<std::string> paths;  // the clip descriptions in the working directory
 
@@ -43,6 +42,8 @@ static void EnterFolder(std::string folder, size_t clips) {
                             << "<path>/mnt/sd/" << paths[i] << "</path></clip>\n";
   }
 }
+
+static void LeaveFolder() { std::filesystem::remove_all(std::filesystem::current_path()); }
 
 // The times of two kinds of work, done by turns so that what else the machine does meets both.
 static std::array<Times, 2> Measure(size_t turns, const std::array<Work, 2>& works) {
@@ -98,13 +99,11 @@ static void Exchange(CommandMessage request, size_t size, bool bare = false) {
 static Work Requests(int32_t id, bool bare = false) {
   return [=](size_t turn) {
     CommandMessage request = {0, 0, id, 0, {}};
-    size_t size = COMMAND_UPDATE_SIZE;
-    if (id == COMMAND_UPDATE_RECORDING) {
-      request.Update.Id = 1;
-      request.Update.MaxRetentionTime = static_cast<uint32_t>(2 * turn + bare);  // a change
-    } else {
-      size = MakePathRequest(id, paths[turn % paths.size()], &request);
-    }
+    request.Update.Id = 1;
+    request.Update.MaxRetentionTime = static_cast<uint32_t>(2 * turn + bare);  // a change
+    const size_t size = id == COMMAND_UPDATE_RECORDING
+                            ? COMMAND_UPDATE_SIZE
+                            : MakePathRequest(id, paths[turn % paths.size()], &request);
     Exchange(request, size, bare);
   };
 }
@@ -117,18 +116,21 @@ static void Echo(size_t /*turn*/) {
   }
 }
 
+static void Print(const char* what, const std::array<Times, 2>& times) {
+  printf("%-40s median %6.1f and %6.1f us, 99th percentile %6.1f and %6.1f us\n", what,
+         times[0][5000].first, times[1][5000].first, times[0][9900].first, times[1][9900].first);
+}
+
 // Measures two kinds of requests to a server in a process of its own.
 static void MeasureServer(const Work& serve, const char* what, const std::array<Work, 2>& works) {
   const pid_t server = fork();
   if (server == 0) {
     _exit((serve(0), 1));
   }
-  for (int queue; OpenCommandQueue(&queue) != 0;) {
+  while (msgget(COMMAND_QUEUE_KEY, 0) < 0) {
     usleep(1000);
   }
-  const auto times = Measure(10000, works);
-  printf("%-40s median %6.1f and %6.1f us, 99th percentile %6.1f and %6.1f us\n", what,
-         times[0][5000].first, times[1][5000].first, times[0][9900].first, times[1][9900].first);
+  Print(what, Measure(10000, works));
   const std::string rollup = "/proc/" + std::to_string(server) + "/smaps_rollup";
   Check(system(("grep -e ^Rss -e ^Private_Dirty " + rollup).c_str()) == 0, rollup);
   msgctl(msgget(COMMAND_QUEUE_KEY, 0), IPC_RMID, nullptr);
@@ -136,32 +138,32 @@ static void MeasureServer(const Work& serve, const char* what, const std::array<
 
 static void Serve(size_t /*turn*/) { execl(VEXAMGR, VEXAMGR, "catalogue.db", "watch", nullptr); }
 
+static void MeasurePopulation(const std::string& folder, double clips) {
+  EnterFolder(folder, static_cast<size_t>(clips));
+  const auto [service, bare] = Measure(5, {Populate, ParseAndExecute});
+  printf("%s: populate %.0f: %.1f us, CPU %.1f us a clip; %.2f and %.2f times the bare calls\n",
+         folder.c_str(), clips, service[0].first / clips, service[0].second / clips,
+         service[0].first / bare[0].first, service[0].second / bare[0].second);
+}
+
 // The argument is a folder on a disk.
 int main(int /*argc*/, char** argv) {
   setlinebuf(stdout);
   setlogmask(LOG_MASK(LOG_ERR));  // tens of thousands of lines are no use to the system log
-  const std::array<Work, 2> changes = {Requests(COMMAND_INSERT_CLIP),
-                                       Requests(COMMAND_DELETE_CLIP)};
   const std::array<Work, 2> updates = {Requests(COMMAND_UPDATE_RECORDING),
                                        Requests(COMMAND_UPDATE_RECORDING, true)};
   MeasureServer(Echo, "echo, through the requester and bare", updates);
-  for (const std::string& parent : std::vector<std::string>{"/dev/shm", argv[1]}) {
-    for (double clips : {10000.0, 1000.0}) {
-      EnterFolder(parent, static_cast<size_t>(clips));
-      const auto [service, bare] = Measure(5, {Populate, ParseAndExecute});
-      printf(
-          "\n%s: populate %.0f: %.1f us, %.1f us CPU a clip: %.2f and %.2f times the bare calls\n",
-          parent.c_str(), clips, service[0].first / clips, service[0].second / clips,
-          service[0].first / bare[0].first, service[0].second / bare[0].second);
-      MeasureServer(Serve, "insert and delete", changes);
-      MeasureServer(Serve, "update, through the requester and bare", updates);
-      TrackRecord track;
-      const Work parse = [&](size_t) { ParseClipFile(paths[0].c_str(), &track); };
-      const Work time = [&](size_t) { ParseDateTime("2013-05-21T16:05:00+0200", &track.DateTo); };
-      const auto parses = Measure(10000, {parse, time});
-      printf("ParseClipFile %.1f us, ParseDateTime %.2f us\n", parses[0][5000].first,
-             parses[1][5000].first);
-      std::filesystem::remove_all(std::filesystem::current_path());
-    }
+  for (const std::string& folder : std::vector<std::string>{"/dev/shm", argv[1]}) {
+    MeasurePopulation(folder, 10000);
+    LeaveFolder();
+    MeasurePopulation(folder, 1000);
+    MeasureServer(Serve, "insert and delete",
+                  {Requests(COMMAND_INSERT_CLIP), Requests(COMMAND_DELETE_CLIP)});
+    MeasureServer(Serve, "update, through the requester and bare", updates);
+    TrackRecord track;
+    const Work parse = [&](size_t) { ParseClipFile(paths[0].c_str(), &track); };
+    const Work time = [&](size_t) { ParseDateTime("2013-05-21T16:05:00+0200", &track.DateTo); };
+    Print("ParseClipFile and ParseDateTime", Measure(10000, {parse, time}));
+    LeaveFolder();
   }
 }
