@@ -23,13 +23,11 @@ TEST_F(CommandLoopTest, HoldsRequestsToTheirSizes) {
   }
   Take();
   SendRaw(77, COMMAND_INSERT_CLIP, "", 7);
-  for (int32_t sender : {0, COMMAND_REQUEST_TYPE}) {  // carried out, but can't be answered
-    SendRaw(sender, COMMAND_INSERT_CLIP, "clip.xml");
-  }
+  SendRaw(COMMAND_REQUEST_TYPE, COMMAND_INSERT_CLIP, "clip.xml");  // not answered
   EXPECT_EQ(Request(COMMAND_DELETE_CLIP, ""), -1);
   EXPECT_EQ(Take(),
             "27 [VexaManager]  Incomplete message received\n"
-            "30 [VexaManager] Inserted clip clip.xml\n30 [VexaManager] Inserted clip clip.xml\n");
+            "30 [VexaManager] Inserted clip clip.xml\n");
   EXPECT_EQ(Receive(77, IPC_NOWAIT), Reply(4));
 }
 
@@ -49,7 +47,6 @@ TEST_F(CommandLoopTest, ReadsClipDescriptions) {
         {dates + "<trigger>NETWORK</trigger>" + path, "4|p|", ""},
         {"<r>" + user + path + "</r>", "", missing + "dateFrom\n"},
         {from + "<DateTo/>", "", missing + "dateTo\n"},
-        {dates + path, "", missing + "trigger\n"},
         {user, "", missing + "path\n"},
         {"<dateFrom/>" + user + path, "", ""},
         {dates + "<trigger>motion</trigger>" + path, "", ""},
@@ -86,26 +83,23 @@ TEST_F(CommandLoopTest, ReadsClipDescriptions) {
 
 TEST_F(CommandLoopTest, DeletesWhatAFragmentNames) {
   Serve();
-  const auto left = [] {
-    return Query("SELECT GROUP_CONCAT(Path), r.DateFrom, r.DateTo FROM Track, Recording r");
-  };
-  const char* const all = "a/c1.mp4,a/c1.mp4,a/c10.mp4,it's.mp4|1|9|";
+  const char* const left =
+      "SELECT GROUP_CONCAT(Path), r.DateFrom, r.DateTo FROM Track, Recording r";
   for (const auto& [path, rest] : {std::pair{"w/a/c1.xml", "a/c10.mp4,it's.mp4|2|9|"},
                                    {"w2/c10.xml", "a/c1.mp4,a/c1.mp4,it's.mp4|1|9|"},
-                                   {"w/it's.xml", "a/c1.mp4,a/c1.mp4,a/c10.mp4|1|8|"},
-                                   {"w/x.xml", all}}) {
+                                   {"w/it's.xml", "a/c1.mp4,a/c1.mp4,a/c10.mp4|1|8|"}}) {
     Query(
         "DELETE FROM Track; INSERT INTO Track VALUES (1, 2, 1, 'a/c1.mp4'), "
         "(1, 2, 1, 'a/c1.mp4'), (2, 8, 1, 'a/c10.mp4'), (3, 9, 1, 'it''s.mp4')");
     EXPECT_EQ(Request(COMMAND_DELETE_CLIP, path), 0);
-    EXPECT_EQ(left(), rest) << path;
+    EXPECT_EQ(Query(left), rest) << path;
   }
   for (const char* path : {"w/a/c1.XML", "v/a/c1.xml", "w/.xml", "w.xml", "w"}) {
     EXPECT_EQ(Request(COMMAND_DELETE_CLIP, path), -1) << path;
   }
   const std::string x(215, 'x');
   EXPECT_EQ(Request(COMMAND_DELETE_CLIP, "w/" + x + ".xml"), 1);
-  EXPECT_EQ(left(), all);
+  EXPECT_EQ(Query(left), "a/c1.mp4,a/c1.mp4,a/c10.mp4|1|8|");
   Query("DROP TABLE Track");
   EXPECT_EQ(Request(COMMAND_INSERT_CLIP, WriteClip("c.xml")), 1);
   const std::string error = "27 [VexaDAO] sqlite3 error (1) SQL logic error\n";
@@ -130,16 +124,14 @@ TEST_F(CommandLoopTest, EndsOnWhatItCannotServe) {
 TEST_F(CommandLoopTest, WaitsForRoomToReply) {
   Serve();
   msqid_ds queue;
-  const auto limit = [&](size_t size) {
-    msgctl(Queue(), IPC_STAT, &queue);
-    queue.msg_qbytes = size;
-    msgctl(Queue(), IPC_SET, &queue);
-  };
-  limit(COMMAND_HEADER_SIZE);
+  msgctl(Queue(), IPC_STAT, &queue);
+  queue.msg_qbytes = COMMAND_HEADER_SIZE;
+  msgctl(Queue(), IPC_SET, &queue);
   SendRaw(77, COMMAND_DELETE_CLIP, "", COMMAND_HEADER_SIZE);
   while (msgctl(Queue(), IPC_STAT, &queue) == 0 && queue.msg_qnum > 0) {
   }
-  limit(COMMAND_REPLY_SIZE);
+  queue.msg_qbytes = COMMAND_REPLY_SIZE;
+  msgctl(Queue(), IPC_SET, &queue);
   EXPECT_EQ(Receive(77)[3], -1);
 }
 

@@ -36,8 +36,7 @@ TEST_F(ProgramTest, TellsHowItEnds) {
                 "30 [main] Exiting normally\n");
 }
 
-// Killed at any moment while requests wait, the service loses nothing that it has acknowledged; the
-// next one serves those that still wait.
+// Killed at any moment, the service loses nothing that it has acknowledged, nor what still waits.
 TEST_F(ProgramTest, KeepsAcknowledgedClipsThroughKills) {
   EXPECT_EQ(Populate(), 0);
   Queue(IPC_CREAT | 0600);

@@ -59,7 +59,6 @@ class ServiceTest : public testing::Test {
     Take();
   }
 
-  // Both return the path.
   static std::string Write(const std::string& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
     std::ofstream(path) << content;
