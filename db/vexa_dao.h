@@ -16,6 +16,7 @@ struct RecordingSource {
   char SourceDescription[128];
   char SourceAddress[128];
 };
+static_assert(sizeof(RecordingSource) == 5 * 128, "RecordingSource");
 
 // The recording database: the only connection to it and every SQL statement that is run on it.
 //

@@ -28,7 +28,6 @@ TEST_F(CommandLoopTest, HoldsRequestsToTheirSizes) {
   EXPECT_EQ(Take(),
             "27 [VexaManager]  Incomplete message received\n"
             "30 [VexaManager] Inserted clip clip.xml\n");
-  EXPECT_EQ(Receive(77, IPC_NOWAIT), Reply(4));
 }
 
 TEST_F(CommandLoopTest, ReadsClipDescriptions) {
@@ -50,8 +49,7 @@ TEST_F(CommandLoopTest, ReadsClipDescriptions) {
         {user, "", missing + "path\n"},
         {"<dateFrom/>" + user + path, "", ""},
         {dates + "<trigger>motion</trigger>" + path, "", ""},
-        {dates + "<trigger><!--c-->USER</trigger>" + path, "", ""},
-        {user + "<path><b/>p</path>", "", ""}}) {
+        {user + "<path><!--c-->p</path>", "", ""}}) {
     EXPECT_EQ(Request(COMMAND_INSERT_CLIP, Write("c.xml", "<any>" + content + "</any>")),
               row.empty() ? 22 : 0);
     EXPECT_EQ(Take(), log + (row.empty() ? "27 [VexaManager]  Error parsing file (c.xml)\n"
@@ -72,12 +70,9 @@ TEST_F(CommandLoopTest, ReadsClipDescriptions) {
             "27 [VexaManager]  Error parsing file (%s%n.xml)\n");
 #ifndef __SANITIZE_ADDRESS__  // which ends the program where memory is short
   std::filesystem::resize_file("c.xml", 3ULL << 30);
-  rlimit limit;
-  getrlimit(RLIMIT_AS, &limit);
-  const rlimit less = {2UL << 30, limit.rlim_max};
-  setrlimit(RLIMIT_AS, &less);
-  EXPECT_EQ(Request(COMMAND_INSERT_CLIP, "c.xml"), 5);
+  const rlimit limit = {2UL << 30, 2UL << 30};
   setrlimit(RLIMIT_AS, &limit);
+  EXPECT_EQ(Request(COMMAND_INSERT_CLIP, "c.xml"), 5);
 #endif
 }
 

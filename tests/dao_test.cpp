@@ -5,8 +5,7 @@
 
 using DaoTest = ServiceTest;
 
-// A value of any bytes is stored as it is; or its statement, cut after 254 characters with quotes
-// counted twice, is refused whole, wherever the cut falls. One of 255 loses its ";" only.
+// A value is stored as it is; or its statement is refused, cut after 254 characters but for a ";".
 TEST_F(DaoTest, NoValueEndsItsQuotes) {
   VexaDAO dao("db");
   EXPECT_EQ(dao.CreateNewDatabase("maker", "it's", "'", "''"), 0);

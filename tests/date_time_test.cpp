@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-// Offsets of 53 hours, of 99 hours and 59 minutes; times on both sides of a 32-bit time_t's range.
 TEST(DateTimeTest, ParsesIsoTimes) {
   const std::pair<const char*, uint32_t> accepted[] = {
       {"2013-05-21T14:03:27", 1369145007},      {"2013-05-21T14:03:27Z\n", 1369145007},

@@ -4,12 +4,10 @@
 
 #include <fstream>
 
-// Enters an IPC namespace in which the queue's fixed key meets no other process. Who is not root
-// needs a user namespace for that and stays the same user in it, see user_namespaces(7).
+// Enters an IPC namespace, through a user namespace if need be, to meet no other process's queue.
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  const uid_t user = geteuid();
-  const gid_t group = getegid();
+  const auto user = geteuid(), group = getegid();
   if (unshare(CLONE_NEWIPC) != 0 && unshare(CLONE_NEWIPC | CLONE_NEWUSER) != 0) {
     return perror("unshare"), 1;
   }

@@ -3,8 +3,7 @@
 using ProgramTest = ServiceTest;
 
 TEST_F(ProgramTest, TellsHowItEnds) {
-  Query("CREATE TABLE TrackDateToAscending (x)");
-  for (const char* arguments : {"db", "no/db w", "db w", "other none"}) {
+  for (const char* arguments : {"db", "no/db w", "db none"}) {
     EXPECT_EQ(End(Execute({VEXAMGR}, arguments)), 1) << arguments;
   }
   for (int signal : {SIGINT, SIGTERM}) {
@@ -16,24 +15,21 @@ TEST_F(ProgramTest, TellsHowItEnds) {
   }
   EXPECT_EQ(Queue(), -1);
   const std::string start = "30 [main] Creating manager...\n30 [main] Starting manager...\n";
-  const std::string creating =
-      start + "30 [VexaManager] Populating new database\n" + "30 [VexaDAO] Creating new database\n";
-  const std::string created = creating + "30 [VexaDAO] Created new database\n";
-  const std::string failed =
-      "27 [VexaManager]  Failed to populate new database\n27 [main] Exiting due to error\n";
-  EXPECT_EQ(Take(),
-            "27 [main] Insufficient arguments supplied\n"
-            "27 [main] Usage: vexamgr <databaseFilename> <watchDirectory>\n"
-            "30 [main] Creating manager...\n27 [VexaDAO] Failed to open database (no/db)\n"
-            "27 [VexaDAO] sqlite3 error (14) unable to open database file\n"
-            "27 [main] Exiting due to error\n" +
-                creating + "27 [VexaDAO] sqlite3 error (1) SQL logic error\n" +
-                "27 [VexaDAO] Failed to create indices\n" +
-                "27 [VexaManager]  Failed to create new database\n" + failed + created +
-                "27 [VexaManager]  Error scanning directory (2) No such file or directory\n" +
-                "27 [VexaManager]  Error scanning directories\n" + failed + created +
-                "30 [VexaManager] Populated new database\n30 [main] Exiting normally\n" + start +
-                "30 [main] Exiting normally\n");
+  const std::string created = start + "30 [VexaManager] Populating new database\n" +
+                              "30 [VexaDAO] Creating new database\n" +
+                              "30 [VexaDAO] Created new database\n";
+  EXPECT_EQ(
+      Take(),
+      "27 [main] Insufficient arguments supplied\n"
+      "27 [main] Usage: vexamgr <databaseFilename> <watchDirectory>\n"
+      "30 [main] Creating manager...\n27 [VexaDAO] Failed to open database (no/db)\n"
+      "27 [VexaDAO] sqlite3 error (14) unable to open database file\n"
+      "27 [main] Exiting due to error\n" +
+          created + "27 [VexaManager]  Error scanning directory (2) No such file or directory\n" +
+          "27 [VexaManager]  Error scanning directories\n" +
+          "27 [VexaManager]  Failed to populate new database\n27 [main] Exiting due to error\n" +
+          created + "30 [VexaManager] Populated new database\n30 [main] Exiting normally\n" +
+          start + "30 [main] Exiting normally\n");
 }
 
 // Killed at any moment, the service loses nothing that it has acknowledged, nor what still waits.
@@ -41,7 +37,7 @@ TEST_F(ProgramTest, KeepsAcknowledgedClipsThroughKills) {
   EXPECT_EQ(Populate(), 0);
   Queue(IPC_CREAT | 0600);
   std::string acknowledged = "''";
-  for (int first = 100, count = 0; first < 300; first += 8) {
+  for (int first = 100; first < 300; first += 8) {
     for (int i = first; i < first + 8; ++i) {
       SendRaw(i, COMMAND_INSERT_CLIP, WriteClip(std::to_string(i)));
     }
@@ -53,9 +49,9 @@ TEST_F(ProgramTest, KeepsAcknowledgedClipsThroughKills) {
     for (int i = 100; i < first + 8; ++i) {
       if (i == awaited || Receive(i, IPC_NOWAIT)[0] != 0) {
         acknowledged += ",'" + std::to_string(i) + "'";
-        ++count;
       }
     }
+    const auto count = std::count(acknowledged.begin(), acknowledged.end(), ',');
     EXPECT_EQ(Query("PRAGMA integrity_check; SELECT COUNT(*) FROM Track WHERE Path IN (" +
                     acknowledged + ")"),
               "ok|" + std::to_string(count) + "|");
