@@ -30,12 +30,11 @@ int LogParserError(XMLError error, const char* path, const char* cause) {
 int LoadDocument(const char* path, XMLDocument* document) {
   // Opened here, since tinyxml2 leaves a file that it has opened open when memory is short.
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "rb"), fclose);
+  if (file == nullptr) {
+    return LogParserError(tinyxml2::XML_ERROR_FILE_NOT_FOUND, path, strerror(errno));
+  }
   try {
-    if (file != nullptr) {
-      document->LoadFile(file.get());
-    } else {
-      document->LoadFile(path);  // which says that it can't be opened
-    }
+    document->LoadFile(file.get());
   } catch (const std::bad_alloc&) {
     return LogParserError(tinyxml2::XML_ERROR_FILE_READ_ERROR, path, strerror(ENOMEM));
   }

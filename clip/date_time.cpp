@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-// The target's int is 32 bits wide, and so would time_t be without _TIME_BITS=64.
+// The target's long is 32 bits wide, and so would glibc's time_t be without _TIME_BITS=64.
 static_assert(sizeof(time_t) == 8, "times after 2038 need a 64-bit time_t");
 
 namespace {

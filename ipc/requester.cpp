@@ -16,9 +16,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;  // that is CLOCK_MONOTONIC
 
-// The message type on which this thread awaits replies: its id, positive and unique among the live.
-// Id 1, that of the first process in a container, is the type of requests; INT32_MAX, which is no
-// thread's id, stands for it.
+// The message type on which this thread awaits replies: its id, positive and unique among the live
+// of one PID namespace. Id 1, that of the namespace's first process, is the type of requests;
+// INT32_MAX, which is no thread's id, stands for it.
 int32_t ReplyType() {
   const pid_t thread = gettid();
   return thread == COMMAND_REQUEST_TYPE ? INT32_MAX : thread;

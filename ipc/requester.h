@@ -24,11 +24,11 @@ size_t MakePathRequest(int32_t messageId, std::string_view path, CommandMessage*
 // Sends the first textSize bytes of the request's text and waits for its reply, both within one
 // time limit. mtype and SenderType are filled in: the calling thread's id (INT32_MAX for the id 1,
 // which is the type of requests), after any reply left for it by an earlier thread of that id has
-// been drained. Returns 0 and stores the service's result code into *result; ETIMEDOUT, or the
-// errno of msgsnd(2), msgrcv(2) or timer_create(2), and leaves *result unchanged. After ETIMEDOUT
-// the request may still be carried out, and its late reply would be taken for that of the thread's
-// next request. Meanwhile it handles SIGRTMIN, so only one thread of a process at a time may call
-// it.
+// been drained. Returns 0 and stores the service's result code into *result, or returns ETIMEDOUT
+// or the errno of msgsnd(2), msgrcv(2) or timer_create(2) and leaves *result unchanged. After
+// ETIMEDOUT the request may still be carried out; a reply that comes so late that the thread's next
+// request has drained the queue already is taken for the answer to that one. Meanwhile it handles
+// SIGRTMIN, so only one thread of a process at a time may call it.
 int SendRequest(int queueId, CommandMessage* request, size_t textSize,
                 std::chrono::milliseconds limit, int32_t* result);
 

@@ -12,8 +12,9 @@
 
 namespace {
 
-// The selector of scandir(3): 1 to keep subdirectories that are not hidden and clip descriptions,
-// 0 to drop the rest, going by the type in the entry: links and unknown types are dropped.
+// The selector of scandir(3): keeps (1) clip descriptions and subdirectories that are not hidden
+// and drops (0) the rest. It goes by the entry's type alone, so links and unknown types are
+// dropped.
 int scan_dir_filter(const dirent* entry) {
   if (entry->d_type == DT_DIR) {
     return entry->d_name[0] != '.' ? 1 : 0;

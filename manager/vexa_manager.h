@@ -14,7 +14,7 @@ struct CommandMessage;
 //
 // Operations return 0, or a code that says why not: SQLite's for a failed statement,
 // ParseClipFile's for an unusable clip description, errno for an unreadable directory or a failed
-// receive, -1 for a request that was refused. Each failure is logged but a refusal with -1.
+// receive, -1 for a request that was refused. Each failure is logged, except a refusal (-1).
 class VexaManager {
  public:
   // Opens the database; throws SQLite's result code, an int, if that fails. The queue is the

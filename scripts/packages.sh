@@ -1,7 +1,8 @@
 # Sourced by the other scripts.
 
 # What every build needs.
-build_packages=(g++ cmake ninja-build libsqlite3-dev libtinyxml2-dev)
+library_packages=(cmake libsqlite3-dev libtinyxml2-dev)
+build_packages=(g++ ninja-build "${library_packages[@]}")
 
 # Installs those of the named Debian packages that are missing, through sudo when not root.
 install_packages() {

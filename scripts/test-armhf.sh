@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
-# Installs what is missing and runs the tests on the 32-bit target, emulated.
+# Installs what is missing and runs the tests on the 32-bit target, emulated. Exits 75 where the cross
+# compiler, the emulator or the target's packages can't be had.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-install_packages "${build_packages[@]}" g++-arm-linux-gnueabihf qemu-user
-./scripts/armhf-sysroot.sh
+if ! install_packages "${build_packages[@]}" g++-arm-linux-gnueabihf qemu-user ||
+  ! ./scripts/armhf-sysroot.sh; then
+  exit 75
+fi
 cmake --preset armhf >/dev/null
 cmake --build --preset armhf
 ctest --preset armhf

@@ -9,8 +9,7 @@ if [ "$(id -u)" -ne 0 ]; then
   echo "Only root can make a fresh Debian root" >&2
   exit 75
 fi
-install_packages build-essential cmake debhelper libsqlite3-dev libtinyxml2-dev lintian devscripts \
-  debootstrap
+install_packages "${library_packages[@]}" build-essential debhelper lintian devscripts debootstrap
 
 echo "Building the package"
 # In a copy: the products go to its parent folder.

@@ -4,11 +4,12 @@
 
 #include <fstream>
 
-// Enters an IPC namespace, through a user namespace if need be, to meet no other process's queue.
+// Enters namespaces, through a user namespace if need be, to meet no other process's queue.
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   const auto user = geteuid(), group = getegid();
-  if (unshare(CLONE_NEWIPC) != 0 && unshare(CLONE_NEWIPC | CLONE_NEWUSER) != 0) {
+  if (unshare(CLONE_NEWIPC | CLONE_NEWNET) != 0 &&
+      unshare(CLONE_NEWIPC | CLONE_NEWNET | CLONE_NEWUSER) != 0) {
     return perror("unshare"), 1;
   }
   std::ofstream("/proc/self/setgroups") << "deny";

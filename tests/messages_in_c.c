@@ -1,2 +1,1 @@
-// The header that C programs on the camera include compiles by itself, as C11.
-#include "command_messages.h"
+#include "command_messages.h" /* as C programs on the camera do */

@@ -36,24 +36,19 @@ TEST_F(ProgramTest, TellsHowItEnds) {
 TEST_F(ProgramTest, KeepsAcknowledgedClipsThroughKills) {
   EXPECT_EQ(Populate(), 0);
   Queue(IPC_CREAT | 0600);
-  std::string acknowledged = "''";
   for (int first = 100; first < 300; first += 8) {
     for (int i = first; i < first + 8; ++i) {
       SendRaw(i, COMMAND_INSERT_CLIP, WriteClip(std::to_string(i)));
     }
     const pid_t service = Execute({VEXAMGR}, "db w");
-    const int awaited = first + first / 8 % 8;
-    EXPECT_EQ(Receive(awaited)[3], 0);
+    EXPECT_EQ(Receive(first + first / 8 % 8)[3], 0);
     usleep(static_cast<useconds_t>(4 * first));  // another moment each time
     EXPECT_EQ(End(service, SIGKILL), -SIGKILL);
     for (int i = 100; i < first + 8; ++i) {
-      if (i == awaited || Receive(i, IPC_NOWAIT)[0] != 0) {
-        acknowledged += ",'" + std::to_string(i) + "'";
+      if (Receive(i, IPC_NOWAIT)[0] != 0) {
+        EXPECT_EQ(Query("SELECT COUNT(*) FROM Track WHERE Path = " + std::to_string(i)), "1|");
       }
     }
-    const auto count = std::count(acknowledged.begin(), acknowledged.end(), ',');
-    EXPECT_EQ(Query("PRAGMA integrity_check; SELECT COUNT(*) FROM Track WHERE Path IN (" +
-                    acknowledged + ")"),
-              "ok|" + std::to_string(count) + "|");
+    EXPECT_EQ(Query("PRAGMA integrity_check"), "ok|");
   }
 }

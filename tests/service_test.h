@@ -28,9 +28,8 @@ class ServiceTest : public testing::Test {
     std::filesystem::current_path(mkdtemp(folder.data()));
     std::filesystem::create_directory("w");
     setenv("SYSLOG_CAPTURE", (folder + "/log").c_str(), 1);
-    // A test that takes longer, whatever it waits for, shows its log and fails.
     signal(SIGALRM, [](int) { execl("/bin/sh", "sh", "-c", "cat log; exit 1", nullptr); });
-    alarm(20);
+    alarm(20);  // a test that takes longer, whatever it waits for, shows its log and fails
   }
 
   ~ServiceTest() override {
@@ -41,8 +40,8 @@ class ServiceTest : public testing::Test {
   }
 
   // Populates a new database: the stop that comes before is remembered.
-  int Populate(const char* watchDirectory = "w") {
-    manager.emplace("db", -1, watchDirectory);
+  int Populate() {
+    manager.emplace("db", -1, "w");
     manager->Stop();
     return manager->Start();
   }
@@ -74,9 +73,8 @@ class ServiceTest : public testing::Test {
     return std::string(std::istreambuf_iterator(file), {});
   }
 
-  // Whether the log holds these lines; if not, it is left for the failure's output.
   static bool Logged(const std::string& lines) {
-    const std::string log = Take();
+    const std::string log = Take();  // left in place for the output of a failure
     return log.find(lines) != std::string::npos || (Write("log", log), false);
   }
 
@@ -138,9 +136,8 @@ class ServiceTest : public testing::Test {
   // requests is noticed only after the next. Returns its exit status, or what killed it.
   static int End(pid_t process, int signal = 0) {
     int status;
-    while (waitpid(process, &status, WNOHANG) == 0) {
+    for (; waitpid(process, &status, WNOHANG) == 0; usleep(1000)) {
       kill(process, signal);
-      usleep(1000);
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }

@@ -1,8 +1,8 @@
 #include "tests/service_test.h"
 
-const std::string kTexts =
-    " --source-id b --source-name c --source-location d --source-description e --source-address f";
-const std::string kUpdate = kTexts + " --content it's --max-retention-time ";
+const std::string kUpdate =
+    " --source-id b --source-name c --source-location d --source-description e --source-address f "
+    "--content it's --max-retention-time ";
 
 class VexactlTest : public ServiceTest {
  protected:
@@ -30,6 +30,7 @@ TEST_F(VexactlTest, SendsRequestsAndTellsTheirOutcome) {
             "1 deleted w/a.xml\n"
             "vexactl: -x: refused with -1 (not a clip description below the watch directory)\n");
   EXPECT_EQ(Vexactl("update" + kUpdate + "4294967295 -- 1"), "0 updated recording 1\n");
+  EXPECT_EQ(Vexactl("update" + kUpdate + "0 -- -2147483648").substr(0, 2), "0 ");
   EXPECT_EQ(Query("SELECT * FROM Recording"), "1|0|0|it's|2|b|c|d|e|f|4294967295|");
   Take();
   // The id 1, that of a container's first process, gives way to a type on which a reply was left.
@@ -42,10 +43,10 @@ TEST_F(VexactlTest, SendsRequestsAndTellsTheirOutcome) {
 
 TEST_F(VexactlTest, SendsNothingOnWrongUse) {
   Queue(IPC_CREAT | 0600);
-  const std::string x(1500, 'x');
-  for (const std::string& arguments : std::vector<std::string>{
-           "", "remove x", "ping x", "ping --timeout 5s", "insert x --content y", "delete y " + x,
-           "update 1" + kTexts, "update 2147483648" + kUpdate + "0"}) {
+  for (const std::string& arguments :
+       {std::string("remove x"), std::string("ping x"), std::string("insert x --content y"),
+        "delete y " + std::string(1500, 'x'), "update" + kUpdate + "0",
+        "update 2147483648" + kUpdate + "0"}) {
     EXPECT_EQ(Vexactl(arguments).substr(0, 2), "2 ") << arguments;
   }
   EXPECT_EQ(Receive(COMMAND_REQUEST_TYPE, IPC_NOWAIT)[0], 0);

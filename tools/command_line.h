@@ -27,7 +27,7 @@ struct CommandLine {
 };
 
 // Reads the command line into *commandLine with getopt_long(3), which keeps its place in variables
-// of its own: once a process. Returns false, with *commandLine half-filled, after saying on
+// of its own, so call it once only. Returns false, with *commandLine half-filled, after saying on
 // standard error what is wrong.
 bool ParseCommandLine(int argc, char** argv, CommandLine* commandLine);
 
