@@ -132,8 +132,7 @@ class ServiceTest : public testing::Test {
     return process;
   }
 
-  // Waits for a program's end, sending it a signal again and again: one that comes between two
-  // requests is noticed only after the next. Returns its exit status, or what killed it.
+  // Awaits a program's end, repeating a signal: between two requests, it is noticed after the next.
   static int End(pid_t process, int signal = 0) {
     int status;
     for (; waitpid(process, &status, WNOHANG) == 0; usleep(1000)) {
