@@ -12,18 +12,19 @@ using CatalogueTest = ServiceTest;
 TEST_F(CatalogueTest, FillsANewDatabase) {
   WriteClip("w/.x.xml/a.xml");  // only folders are hidden by their dot, only files by their ending
   WriteClip("w/deep/er.xml/.a.xml");
+  WriteClip("w/b.xml");
   for (const char* path : {"w/.xml", "w/a.XML", "w/a.xml.tmp", "w/deep/axml"}) {
     Write(path, "not well-formed");
   }
   std::filesystem::create_symlink("deep/er.xml/.a.xml", "w/link.xml");
   std::filesystem::create_directory_symlink("deep", "w/linked");
   EXPECT_EQ(Populate(), 0);
-  EXPECT_EQ(Query("SELECT * FROM Schema; SELECT * FROM Camera; SELECT *, TYPEOF(DateTo) FROM Track;"
-                  "SELECT * FROM Recording; "
+  EXPECT_EQ(Query("SELECT * FROM Schema; SELECT * FROM Camera; SELECT * FROM Track ORDER BY Path;"
+                  "SELECT *, TYPEOF(DateTo) FROM Recording;"
                   "SELECT COUNT(*) FROM sqlite_master WHERE NAME LIKE '%Date%Ascending'"),
             "http://norvane.example/ipnc/recordings.xsd|0|2|Norvane|Pellaro|Quintor||"
-            "100|100|2|w/deep/er.xml/.a.xml|integer|1|100|100|Recording Contents|2|Source ID|"
-            "Source Name|Source Location|Source Description|urn:camera0|0|4|");
+            "100|100|2|w/b.xml|100|100|2|w/deep/er.xml/.a.xml|1|100|100|Recording Contents|2|"
+            "Source ID|Source Name|Source Location|Source Description|urn:camera0|0|integer|4|");
 }
 
 TEST_F(CatalogueTest, StopsAtTheFirstFailureOfAReverseWalk) {

@@ -36,8 +36,8 @@ TEST_F(VexactlTest, SendsRequestsAndTellsTheirOutcome) {
   // The id 1, that of a container's first process, gives way to a type on which a reply was left.
   const CommandReply stale = {INT32_MAX, COMMAND_REQUEST_TYPE, COMMAND_DELETE_CLIP, 4, 0};
   EXPECT_EQ(msgsnd(Queue(), &stale, COMMAND_REPLY_SIZE, 0), 0);
-  const char* user = geteuid() == 0 ? "--fork" : "--user";
-  EXPECT_EQ(Vexactl("ping", {"unshare", user, "--fork", "--pid", VEXACTL}), "0 reached vexamgr\n");
+  EXPECT_EQ(Vexactl("ping", {"unshare", geteuid() == 0 ? "-p" : "-pU", "--fork", VEXACTL}),
+            "0 reached vexamgr\n");
   EXPECT_EQ(Take(), "");
 }
 
