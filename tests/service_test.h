@@ -39,10 +39,9 @@ class ServiceTest : public testing::Test {
     std::filesystem::remove_all(folder);
   }
 
-  // Populates a new database: the stop that comes before is remembered.
   int Populate() {
     manager.emplace("db", -1, "w");
-    manager->Stop();
+    manager->Stop();  // remembered
     return manager->Start();
   }
 
@@ -116,13 +115,12 @@ class ServiceTest : public testing::Test {
     return Receive(77)[3];
   }
 
-  // Starts a program with further arguments, separated by blanks. Its output goes into "output".
-  static pid_t Execute(std::vector<const char*> command, const std::string& arguments) {
+  static pid_t Execute(std::vector<const char*> command, const std::string& blankSeparated) {
     const pid_t process = fork();
     if (process == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);  // not to outlive a test that is killed
       dup2(dup2(creat("output", 0600), STDOUT_FILENO), STDERR_FILENO);
-      std::istringstream words(arguments);
+      std::istringstream words(blankSeparated);
       for (std::string word; words >> word;) {
         command.push_back(strdup(word.c_str()));
       }

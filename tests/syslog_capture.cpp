@@ -1,5 +1,4 @@
-// Replaces syslog(3), linked into the tests and preloaded into vexamgr: appends "priority text" to
-// the file that SYSLOG_CAPTURE names, calls the hook, if there is one, and leaves errno changed.
+// Replaces syslog(3): appends "priority text" to the file SYSLOG_CAPTURE and leaves errno changed.
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
