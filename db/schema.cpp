@@ -4,9 +4,10 @@
 
 namespace {
 
+// What an empty database is given, in this order; the format of the catalogue is version 0.2.
 const struct {
   const char* sql;
-  const char* failure;
+  const char* failure;  // the line that tells which step failed
 } kCreationSteps[] = {
     {"CREATE TABLE Schema (URI VARCHAR(256) NOT NULL, MajorVersion INTEGER NOT NULL, "
      "MinorVersion INTEGER NOT NULL);",

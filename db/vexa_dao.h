@@ -16,7 +16,7 @@ struct RecordingSource {
   char SourceDescription[128];
   char SourceAddress[128];
 };
-static_assert(sizeof(RecordingSource) == 5 * 128, "RecordingSource");
+static_assert(sizeof(RecordingSource) == 640, "five texts of 128");
 
 // The recording database: the only connection to it and every SQL statement that is run on it.
 //
@@ -52,6 +52,7 @@ class VexaDAO {
   int InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::string& content,
                       uint32_t status, const RecordingSource& source, uint32_t maxRetentionTime);
 
+  // Adds a Track row, though there may be an equal one already.
   int InsertTrack(const TrackRecord& track);
 
   // Deletes every track whose Path contains the fragment; an empty one is contained in all. Finding

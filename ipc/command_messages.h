@@ -76,7 +76,14 @@ typedef struct CommandMessage {
   };
 } CommandMessage;
 
-/* The answer to one request.
+/* The answer to one request. Result is
+ *
+ *        0  carried out; for a deletion or an update also when no row matched
+ *       -1  the size of the request is wrong, or the path to delete is not that of a clip
+ *           description below the watch directory
+ *       22  the clip description to insert lacks an element, or one of its texts is unusable
+ *    other  for an insertion tinyxml2's error number or SQLite's result code, for a deletion or
+ *           an update SQLite's result code; see vexamgr(8)
  *
  *   offset  size  field
  *        0     4  SenderType
@@ -88,7 +95,7 @@ typedef struct CommandReply {
   int32_t SenderType; /* COMMAND_REQUEST_TYPE */
   int32_t MessageId;  /* the request's */
   int32_t DataLength; /* 4, the size of Result */
-  int32_t Result;     /* 0 when the request was carried out, otherwise why not */
+  int32_t Result;
 } CommandReply;
 
 #define COMMAND_ASSERT_OFFSET(record, field, offset) \

@@ -58,6 +58,8 @@ TEST_F(CatalogueTest, TellsWhichStepFailed) {
     EXPECT_TRUE(Logged("27 [VexaDAO] Failed to create " + step + failed));
     std::filesystem::remove("db");
   }
+  EXPECT_EQ(VexaDAO("other").CreateNewDatabase(std::string(213, 'x').c_str(), "", "", ""), 1);
+  EXPECT_TRUE(Logged("27 [VexaDAO] Failed to populate CAMERA table\n"));
   sqlite3* other;
   sqlite3_open("db", &other);
   onLogLine = [&, lines = 0]() mutable {  // locked at the third line, when it has been created

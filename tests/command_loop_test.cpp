@@ -123,7 +123,6 @@ TEST_F(CommandLoopTest, WaitsForRoomToReply) {
   EXPECT_EQ(Receive(77)[3], -1);
 }
 
-// A request that is being handled when a stop comes is answered, and decides how the service ends.
 TEST_F(CommandLoopTest, CompletesTheRequestInHandOnAStop) {
   for (const auto& [path, result] : {std::pair{WriteClip("clip.xml"), 0}, {"none"s, 3}}) {
     Serve();

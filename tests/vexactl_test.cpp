@@ -6,7 +6,6 @@ const std::string kUpdate =
 
 class VexactlTest : public ServiceTest {
  protected:
-  // Its exit status, a blank and its output.
   static std::string Vexactl(const std::string& arguments,
                              const std::vector<const char*>& command = {VEXACTL}) {
     const int status = End(Execute(command, arguments));
