@@ -20,8 +20,7 @@
 
 extern std::function<void()> onLogLine;  // see syslog_capture.cpp
 
-// A manager in this process, on the database "db" and the watch directory "w" in a folder of the
-// test's own, which is the working directory, and in a private IPC namespace.
+// A manager in this process, on "db" and "w" in a new working directory, in namespaces of its own.
 class ServiceTest : public testing::Test {
  protected:
   ServiceTest() : folder(testing::TempDir() + "vexamgr-XXXXXX") {
