@@ -1,6 +1,7 @@
 // How fast the service populates a new database and answers requests, beside the bare library and
 // system calls that it can't do without. Prints each line as soon as it is measured.
 
+#include <err.h>
 #include <sys/msg.h>
 #include <syslog.h>
 #include <tinyxml2.h>
@@ -26,7 +27,7 @@ static std::vector<std::string> paths;  // the clip descriptions in the working 
 
 static void Check(bool right, const std::string& what) {
   if (!right) {
-    exit((perror(what.c_str()), 1));
+    err(1, "%s", what.c_str());
   }
 }
 
@@ -76,9 +77,8 @@ static void ParseAndExecute(size_t /*turn*/) {
   dao.InsertRecording(0, 0, "", 0, {}, 0);
   for (const std::string& path : paths) {
     tinyxml2::XMLDocument().LoadFile(path.c_str());
-    Check(
-        dao.InsertTrack({1369145007, 1369145100, kTriggerUser, "/mnt/sd/watch/9/clip999.xml"}) == 0,
-        path);
+    const TrackRecord track = {1369145007, 1369145100, kTriggerUser, "/mnt/sd/watch/9/clip999.xml"};
+    Check(dao.InsertTrack(track) == 0, path);
   }
 }
 

@@ -8,8 +8,8 @@
 //
 // Accepts ISO-8601 to whole seconds, "2013-05-21T14:03:27", followed by "Z" (UTC), by nothing
 // (UTC) or by an offset from UTC, "+hhmm" or "-hhmm", whose range is not tested. What follows the
-// "Z" or the offset is ignored. Field widths and ranges are those of strptime(3). The
-// text is not null.
+// "Z" or the offset is ignored. Field widths and ranges are those of strptime(3). The text is not
+// null.
 // Returns 0 and stores into *seconds, or returns EINVAL (22) and leaves *seconds unchanged. Logs
 // nothing.
 int ParseDateTime(const char* text, uint32_t* seconds);

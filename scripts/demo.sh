@@ -1,13 +1,19 @@
 #!/usr/bin/env bash
-# Shows vexamgr at work on sample clips in a temporary folder. Started by run.sh, in an IPC namespace
-# of its own, with the folder of the programs as its argument.
+# Shows vexamgr at work on sample clips in a temporary folder. Started by run.sh, where no other service
+# answers, with the folder of the programs as its argument.
 set -euo pipefail
 programs=$1
 folder=$(mktemp -d)
 service=
+# Repeats the signal: one that comes between two requests is noticed only after the next.
+stop_service() {
+  while kill -TERM "$service" 2>/dev/null; do
+    sleep 0.1
+  done
+}
 end() {
   if [ -n "$service" ]; then
-    kill "$service" 2>/dev/null || true
+    stop_service
   fi
   rm -rf "$folder"
 }
@@ -72,9 +78,7 @@ show_rows
 
 echo "\$ kill -TERM $service"
 status=0
-while kill -TERM "$service" 2>/dev/null; do
-  sleep 0.1
-done
+stop_service
 wait "$service" || status=$?
 service=
 echo "vexamgr ended with exit status $status"
