@@ -12,18 +12,6 @@
 
 namespace {
 
-// Removes the command queue at the end of its scope.
-class QueueRemoval {
- public:
-  explicit QueueRemoval(int queue) : queueId(queue) {}
-  ~QueueRemoval() { msgctl(queueId, IPC_RMID, nullptr); }
-  QueueRemoval(const QueueRemoval&) = delete;
-  QueueRemoval& operator=(const QueueRemoval&) = delete;
-
- private:
-  const int queueId;
-};
-
 // Constructs the manager and runs it until the service ends. Returns 0 for a normal end.
 int RunManager(const char* databaseFilename, int queueId, const char* watchDirectory,
                std::optional<VexaManager>* manager) {
@@ -53,15 +41,15 @@ int main(int argc, char** argv) {
     syslog(LOG_DAEMON | LOG_ERR, "[main] Failed to create message queue\n");
     return 1;
   }
-  std::optional<VexaManager> manager;  // closes the database when the queue has been removed
-  const QueueRemoval removal(queueId);
   syslog(LOG_DAEMON | LOG_INFO, "[main] Creating manager...\n");
+  std::optional<VexaManager> manager;  // its end, after the queue's, closes the database
   const int result = RunManager(argv[1], queueId, argv[2], &manager);
   activeManager = nullptr;
   if (result != 0) {
     syslog(LOG_DAEMON | LOG_ERR, "[main] Exiting due to error\n");
-    return 1;
+  } else {
+    syslog(LOG_DAEMON | LOG_INFO, "[main] Exiting normally\n");
   }
-  syslog(LOG_DAEMON | LOG_INFO, "[main] Exiting normally\n");
-  return 0;
+  msgctl(queueId, IPC_RMID, nullptr);
+  return result != 0 ? 1 : 0;
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 
 #include "clip/date_time.h"
 #include "clip/track_record.h"
@@ -31,7 +32,9 @@ int LoadDocument(const char* path, XMLDocument* document) {
   // Opened here, since tinyxml2 leaves a file that it has opened open when memory is short.
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "rb"), fclose);
   if (file == nullptr) {
-    return LogParserError(tinyxml2::XML_ERROR_FILE_NOT_FOUND, path, strerror(errno));
+    const char* reason = strerror(errno);
+    const std::string cause = std::string(path) + ": " + reason;
+    return LogParserError(tinyxml2::XML_ERROR_FILE_NOT_FOUND, path, cause.c_str());
   }
   try {
     document->LoadFile(file.get());

@@ -2,9 +2,10 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
-// The target's long is 32 bits wide, and so would glibc's time_t be without _TIME_BITS=64.
+// On 32 bits glibc's time_t is that wide only with _TIME_BITS=64.
 static_assert(sizeof(time_t) == 8, "times after 2038 need a 64-bit time_t");
 
 namespace {
@@ -32,6 +33,10 @@ int ParseZone(const char* zone, int* offset) {
 }  // namespace
 
 int ParseDateTime(const char* text, uint32_t* seconds) {
+  if (text == nullptr) {
+    return EINVAL;
+  }
+  text += strspn(text, " \t\n\v\f\r");  // as glibc's %Y does of itself, and musl's does not
   tm calendar = {};
   const char* zone = strptime(text, "%Y-%m-%dT%H:%M:%S", &calendar);
   if (zone == nullptr) {

@@ -7,11 +7,11 @@
 // 1970-01-01T00:00:00 UTC, modulo 2^32.
 //
 // Accepts ISO-8601 to whole seconds, "2013-05-21T14:03:27", followed by "Z" (UTC), by nothing
-// (UTC) or by an offset from UTC, "+hhmm" or "-hhmm", whose range is not tested. What follows the
-// "Z" or the offset is ignored. Field widths and ranges are those of strptime(3). The text is not
-// null.
-// Returns 0 and stores into *seconds, or returns EINVAL (22) and leaves *seconds unchanged. Logs
-// nothing.
+// (UTC) or by an offset from UTC, "+hhmm" or "-hhmm", whose range is not tested. White space before
+// the date and whatever follows the "Z" or the offset are ignored. Each number of the date is held
+// to its own range only, as strptime(3) does it: 31 February passes.
+// Returns 0 and stores into *seconds, or returns EINVAL (22), for a null text too, and leaves
+// *seconds unchanged. Logs nothing.
 int ParseDateTime(const char* text, uint32_t* seconds);
 
 #endif

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// What started the recording of a clip; a clip carries exactly one.
+// What started the recording of a clip.
 enum TriggerType : uint32_t {
   kTriggerExternal = 1,
   kTriggerMotion = 2,
@@ -12,7 +12,7 @@ enum TriggerType : uint32_t {
   kTriggerSoftware = 16,
 };
 
-// One clip, as it goes into the Track table. Owned by its caller.
+// One clip: a row of the Track table.
 struct TrackRecord {
   uint32_t DateFrom;     // seconds since 1970-01-01T00:00:00 UTC, modulo 2^32
   uint32_t DateTo;       // the same; not necessarily later than DateFrom

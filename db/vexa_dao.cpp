@@ -13,16 +13,17 @@
 
 namespace {
 
-// A fixed-form statement is formatted into a buffer of its own, of which snprintf(3) may fill
-// kStatementLimit bytes: at most 254 characters and their NUL.
-using StatementBuffer = char[256];
-constexpr size_t kStatementLimit = 255;
+// What a fixed-form statement is cut to: 254 characters and their NUL.
+constexpr size_t kStatementSize = 255;
 
 // The text with every single quote doubled, as it must stand between single quotes in SQL.
 std::string EscapeQuotes(std::string_view text) {
-  std::string escaped(text);
-  for (size_t at = escaped.find('\''); at != std::string::npos; at = escaped.find('\'', at + 2)) {
-    escaped.insert(at, 1, '\'');
+  std::string escaped;
+  for (const char character : text) {
+    if (character == '\'') {
+      escaped += '\'';
+    }
+    escaped += character;
   }
   return escaped;
 }
@@ -76,24 +77,24 @@ int VexaDAO::IsEmpty() {
 
 int VexaDAO::InsertCamera(const char* manufacturerName, const char* productName,
                           const char* modelName, const char* serialNumber) {
-  StatementBuffer sql;
-  snprintf(sql, kStatementLimit, "INSERT INTO Camera VALUES ('%s', '%s', '%s', '%s');",
+  char sql[kStatementSize];
+  snprintf(sql, sizeof sql, "INSERT INTO Camera VALUES ('%s', '%s', '%s', '%s');",
            EscapeQuotes(manufacturerName).c_str(), EscapeQuotes(productName).c_str(),
            EscapeQuotes(modelName).c_str(), EscapeQuotes(serialNumber).c_str());
   return ExecuteStatement(sql);
 }
 
 int VexaDAO::InsertTrack(const TrackRecord& track) {
-  StatementBuffer sql;
-  snprintf(sql, kStatementLimit, "INSERT INTO Track VALUES ('%lu', '%lu', '%u', '%s');",
+  char sql[kStatementSize];
+  snprintf(sql, sizeof sql, "INSERT INTO Track VALUES ('%lu', '%lu', '%u', '%s');",
            static_cast<unsigned long>(track.DateFrom), static_cast<unsigned long>(track.DateTo),
            track.TriggerType, EscapeQuotes(track.Path).c_str());
   return ExecuteStatement(sql);
 }
 
 int VexaDAO::DeleteTrack(const char* pathFragment) {
-  StatementBuffer sql;
-  snprintf(sql, kStatementLimit, "DELETE FROM Track WHERE INSTR(Path, '%s');",
+  char sql[kStatementSize];
+  snprintf(sql, sizeof sql, "DELETE FROM Track WHERE INSTR(Path, '%s');",
            EscapeQuotes(pathFragment).c_str());
   return ExecuteStatement(sql);
 }
@@ -101,8 +102,8 @@ int VexaDAO::DeleteTrack(const char* pathFragment) {
 int VexaDAO::InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::string& content,
                              uint32_t status, const RecordingSource& source,
                              uint32_t maxRetentionTime) {
-  StatementBuffer sql;
-  snprintf(sql, kStatementLimit,
+  char sql[kStatementSize];
+  snprintf(sql, sizeof sql,
            "INSERT INTO Recording VALUES "
            "(NULL, '%lu', '%lu', '%s', '%u', '%s', '%s', '%s', '%s', '%s', '%lu');",
            static_cast<unsigned long>(dateFrom), static_cast<unsigned long>(dateTo),

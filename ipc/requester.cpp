@@ -2,26 +2,24 @@
 
 #include <sys/ipc.h>
 #include <sys/msg.h>
+#include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <ctime>
-
-#ifndef sigev_notify_thread_id  // sigevent(7) has it, glibc has not
-#define sigev_notify_thread_id _sigev_un._tid
-#endif
 
 namespace {
 
-using Clock = std::chrono::steady_clock;  // that is CLOCK_MONOTONIC
+using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
 
-// The message type on which this thread awaits replies: its id, positive and unique among the live
+// The message type on which this process awaits replies: its id, positive and unique among the live
 // of one PID namespace. Id 1, that of the namespace's first process, is the type of requests;
-// INT32_MAX, which is no thread's id, stands for it.
+// INT32_MAX, which is no process's id, stands for it.
 int32_t ReplyType() {
-  const pid_t thread = gettid();
-  return thread == COMMAND_REQUEST_TYPE ? INT32_MAX : thread;
+  const pid_t process = getpid();
+  return process == COMMAND_REQUEST_TYPE ? INT32_MAX : process;
 }
 
 void DrainReplies(int queueId, int32_t type) {
@@ -30,53 +28,42 @@ void DrainReplies(int queueId, int32_t type) {
   }
 }
 
-timespec ToTimespec(std::chrono::nanoseconds time) {
+timeval ToTimeval(microseconds time) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-  return {static_cast<time_t>(seconds.count()), static_cast<long>((time - seconds).count())};
+  return {static_cast<time_t>(seconds.count()),
+          static_cast<suseconds_t>((time - seconds).count())};
 }
 
-// Interrupts the calling thread's system calls with a signal at the deadline, and again each 10 ms:
-// one signal alone could come before the call that it is to interrupt. The signal's disposition is
-// restored at the end of the scope.
+// Interrupts blocked system calls with SIGALRM once the limit has passed, and again each 10 ms: one
+// signal alone could come before the call that it is to interrupt. The end of the scope restores
+// the signal's disposition, the mask and the timer.
 class Interruption {
  public:
-  explicit Interruption(Clock::time_point deadline) {
-    sigevent event = {};
-    event.sigev_notify = SIGEV_THREAD_ID;
-    event.sigev_signo = signal;
-    event.sigev_notify_thread_id = gettid();
-    if (timer_create(CLOCK_MONOTONIC, &event, &timer) < 0) {
-      error = errno;
-      return;
-    }
+  explicit Interruption(microseconds limit) {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
-    sigaction(signal, &action, &previousAction);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, signal);
-    pthread_sigmask(SIG_UNBLOCK, &signals, &previousMask);
-    const itimerspec times = {ToTimespec(std::chrono::milliseconds(10)),
-                              ToTimespec(deadline.time_since_epoch())};
-    timer_settime(timer, TIMER_ABSTIME, &times, nullptr);
+    sigaction(SIGALRM, &action, &previousAction);
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    sigprocmask(SIG_UNBLOCK, &alarm, &previousMask);
+    // A limit of 0 would leave the timer off.
+    const itimerval times = {ToTimeval(std::chrono::milliseconds(10)),
+                             ToTimeval(std::max(limit, microseconds(1)))};
+    setitimer(ITIMER_REAL, &times, &previousTimes);
   }
   ~Interruption() {
-    if (error == 0) {
-      timer_delete(timer);
-      pthread_sigmask(SIG_SETMASK, &previousMask, nullptr);
-      sigaction(signal, &previousAction, nullptr);
-    }
+    setitimer(ITIMER_REAL, &previousTimes, nullptr);
+    sigprocmask(SIG_SETMASK, &previousMask, nullptr);
+    sigaction(SIGALRM, &previousAction, nullptr);
   }
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
 
-  int error = 0;  // the errno of timer_create(2), if there is no timer
-
  private:
-  const int signal = SIGRTMIN;
-  timer_t timer;
   struct sigaction previousAction;
   sigset_t previousMask;
+  itimerval previousTimes;
 };
 
 // Calls a blocking queue operation until it succeeds, fails otherwise than by being interrupted, or
@@ -120,10 +107,7 @@ int SendRequest(int queueId, CommandMessage* request, size_t textSize,
   DrainReplies(queueId, type);
   request->mtype = COMMAND_REQUEST_TYPE;
   request->SenderType = type;
-  const Interruption interruption(deadline);
-  if (interruption.error != 0) {
-    return interruption.error;
-  }
+  const Interruption interruption(limit);
   int error = CallUntil(deadline, [&] { return msgsnd(queueId, request, textSize, 0); });
   if (error != 0) {
     return error;

@@ -8,7 +8,7 @@
 
 #include "ipc/command_messages.h"
 
-// The requester's side of the command channel.
+// The requester's side of the command channel, for a single-threaded process.
 
 // Opens the service's queue, never creating it. Returns 0 and stores into *queueId, or returns the
 // errno of msgget(2) and leaves *queueId unchanged; ENOENT: there is no queue, so no service.
@@ -22,13 +22,15 @@ constexpr size_t kMaxPathLength = COMMAND_DATA_SIZE - 1;
 size_t MakePathRequest(int32_t messageId, std::string_view path, CommandMessage* request);
 
 // Sends the first textSize bytes of the request's text and waits for its reply, both within one
-// time limit. mtype and SenderType are filled in: the calling thread's id (INT32_MAX for the id 1,
-// which is the type of requests), after any reply left for it by an earlier thread of that id has
-// been drained. Returns 0 and stores the service's result code into *result, or returns ETIMEDOUT
-// or the errno of msgsnd(2), msgrcv(2) or timer_create(2) and leaves *result unchanged. After
-// ETIMEDOUT the request may still be carried out; a reply that comes so late that the thread's next
-// request has drained the queue already is taken for the answer to that one. Meanwhile it handles
-// SIGRTMIN, so only one thread of a process at a time may call it.
+// time limit. Returns 0 and stores the service's result code into *result, or returns ETIMEDOUT or
+// the errno of msgsnd(2) or msgrcv(2) and leaves *result unchanged.
+//
+// Fills in mtype and SenderType: the process's id, or INT32_MAX for id 1, which is the type of
+// requests. First drains the replies that wait for an earlier process of that id. After ETIMEDOUT
+// the request may still be carried out; a reply to it that comes after the drain of the process's
+// next request is taken for the answer to that one.
+// Uses SIGALRM and the timer of setitimer(2), and restores both. So an alarm(2) of the caller comes
+// later by the time that the call took.
 int SendRequest(int queueId, CommandMessage* request, size_t textSize,
                 std::chrono::milliseconds limit, int32_t* result);
 

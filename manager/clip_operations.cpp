@@ -19,9 +19,8 @@ int VexaManager::InsertClip(const std::string& path) {
   return 0;
 }
 
-// A clip's tracks are found by the description file's name below the watch directory, up to and
-// including its point: 20130521/clip0042. is contained in the Path
-// /mnt/sd/recordings/20130521/clip0042.mp4, and not in that of clip00420.mp4.
+// A clip's media is taken to lie beside its description, named alike but for the ending: the name
+// below the watch directory finds its tracks. The point in it keeps clip4 from finding clip42.
 int VexaManager::DeleteClip(const std::string& path) {
   if (path.compare(0, watchDirectory.size(), watchDirectory) != 0 || !HasClipFileSuffix(path)) {
     return -1;

@@ -10,43 +10,34 @@
 
 namespace {
 
-// The one area for every message: a request as received, then the reply over its header.
-union MessageArea {
-  CommandMessage request;
-  CommandReply reply;
-};
-
 // The path that a request of `size` bytes carries. A path without a NUL ends with the received
 // bytes: what lies after them belongs to earlier requests.
 std::string PathOf(const CommandMessage& request, size_t size) {
   return std::string(request.Data, strnlen(request.Data, size - COMMAND_HEADER_SIZE));
 }
 
-void Reply(int queueId, MessageArea* area, int32_t result) {
-  const int32_t receiver = area->request.SenderType;
-  if (receiver == COMMAND_REQUEST_TYPE) {
+// Answers the request in *message, whose header becomes the reply's.
+void Reply(int queueId, CommandMessage* message, int32_t result) {
+  if (message->SenderType == COMMAND_REQUEST_TYPE) {
     return;  // the reply would come back as a request, without end
   }
-  area->reply.mtype = receiver;
-  area->reply.SenderType = COMMAND_REQUEST_TYPE;
-  area->reply.DataLength = sizeof area->reply.Result;
-  area->reply.Result = result;
-  msgsnd(queueId, &area->reply, COMMAND_REPLY_SIZE, 0);  // a lost reply is the requester's loss
+  message->mtype = message->SenderType;
+  message->SenderType = COMMAND_REQUEST_TYPE;
+  // MessageId stays as it was received.
+  message->DataLength = sizeof result;
+  memcpy(message->Data, &result, sizeof result);
+  msgsnd(queueId, message, COMMAND_REPLY_SIZE, 0);  // a lost reply is the requester's loss
 }
 
 }  // namespace
 
 int VexaManager::RunCommandLoop() {
-  // In this order: a stop before the first line is seen in the second, one after it in `running`.
-  running = true;
-  if (stopRequested) {
-    return 0;
-  }
-  MessageArea area;
+  CommandMessage message;  // the one area for every request and its reply
+  int result = 0;
   // A stop that comes between the test of `running` and the receive is noticed only after the next
   // request: the signal handler does nothing but call Stop.
-  while (true) {
-    const ssize_t size = msgrcv(queueId, &area.request, COMMAND_TEXT_SIZE, COMMAND_REQUEST_TYPE, 0);
+  while (running) {
+    const ssize_t size = msgrcv(queueId, &message, COMMAND_TEXT_SIZE, COMMAND_REQUEST_TYPE, 0);
     if (size < 0) {
       const int error = errno;
       if (!running && error == EINTR) {
@@ -55,19 +46,17 @@ int VexaManager::RunCommandLoop() {
       syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Error receiving message %d\n", error);
       return error;
     }
-    int result = 0;
+    result = 0;
     if (size < COMMAND_LEAST_SIZE) {
       syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Incomplete message received\n");
-    } else if (CarryOut(area.request, static_cast<size_t>(size), &result)) {
-      Reply(queueId, &area, result);
+    } else if (CarryOut(message, static_cast<size_t>(size), &result)) {
+      Reply(queueId, &message, result);
     } else {
       syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Unknown message identifier received\n");
       return -1;
     }
-    if (!running) {
-      return result;
-    }
   }
+  return result;
 }
 
 // Stores the result of a request of `size` bytes; false for an identifier that is none.

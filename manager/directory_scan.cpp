@@ -4,17 +4,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <utility>
 
 #include "clip/clip_file.h"
 #include "manager/vexa_manager.h"
 
 namespace {
 
-// The selector of scandir(3): keeps (1) clip descriptions and subdirectories that are not hidden
-// and drops (0) the rest. It goes by the entry's type alone, so links and unknown types are
-// dropped.
+// The selector of scandir(3): keeps (1) clip descriptions and subdirectories and drops (0) the rest,
+// links and entries of unknown type too. A leading dot hides a subdirectory, not a clip description.
 int scan_dir_filter(const dirent* entry) {
   if (entry->d_type == DT_DIR) {
     return entry->d_name[0] != '.' ? 1 : 0;
@@ -25,11 +22,6 @@ int scan_dir_filter(const dirent* entry) {
   }
   return 0;
 }
-
-struct Free {
-  void operator()(void* memory) const { free(memory); }
-};
-using Entry = std::unique_ptr<dirent, Free>;
 
 // What scandir(3) lists of one directory, in the order of its stream.
 struct DirectoryListing {
@@ -44,9 +36,6 @@ struct DirectoryListing {
   DirectoryListing(const DirectoryListing&) = delete;
   DirectoryListing& operator=(const DirectoryListing&) = delete;
 
-  // Hands an entry over to the caller.
-  Entry Take(int i) { return Entry(std::exchange(entries[i], nullptr)); }
-
   dirent** entries = nullptr;
   const int count;  // -1, with errno set, for a directory that can't be read
 };
@@ -54,15 +43,16 @@ struct DirectoryListing {
 }  // namespace
 
 int VexaManager::ScanDirectory(const std::string& directory) {
-  DirectoryListing listing(directory);
+  const DirectoryListing listing(directory);
   if (listing.count < 0) {
     const int error = errno;
     syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Error scanning directory (%d) %s\n", error,
            strerror(error));
     return error;
   }
+  // From the last entry to the first, so that at a failure i is the number of those not processed.
   for (int i = listing.count - 1; i >= 0; --i) {
-    const Entry entry = listing.Take(i);
+    const dirent* entry = listing.entries[i];
     const std::string path = directory + "/" + entry->d_name;
     if (entry->d_type == DT_REG) {
       if (const int error = InsertClip(path); error != 0) {

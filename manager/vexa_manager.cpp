@@ -17,11 +17,7 @@ int VexaManager::Start() {
   return RunCommandLoop();
 }
 
-// In the reverse order of RunCommandLoop, so that a stop from another thread isn't lost either.
-void VexaManager::Stop() {
-  stopRequested = true;
-  running = false;
-}
+void VexaManager::Stop() { running = false; }
 
 // The texts about the camera and its recording are for the camera's integrator to change.
 int VexaManager::PopulateNewDatabase() {
@@ -32,7 +28,7 @@ int VexaManager::PopulateNewDatabase() {
   }
   const RecordingSource source = {"Source ID", "Source Name", "Source Location",
                                   "Source Description", "urn:camera0"};
-  const uint32_t status = 2;
+  const uint32_t status = 2;  // a number for the catalogue's readers, of no meaning here
   // Before the first track: the triggers widen the dates of this row.
   if (const int error = dao.InsertRecording(0, 0, "Recording Contents", status, source, 0);
       error != 0) {

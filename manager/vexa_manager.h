@@ -14,7 +14,8 @@ struct CommandMessage;
 //
 // Operations return 0, or a code that says why not: SQLite's for a failed statement,
 // ParseClipFile's for an unusable clip description, errno for an unreadable directory or a failed
-// receive, -1 for a request that was refused. Each failure is logged, except a refusal (-1).
+// receive, -1 for a refused request or an unknown identifier. Each failure is logged, except a
+// refusal.
 class VexaManager {
  public:
   // Opens the database; throws SQLite's result code, an int, if that fails. The queue is the
@@ -45,8 +46,7 @@ class VexaManager {
   VexaDAO dao;
   const std::string watchDirectory;
   const int queueId;
-  std::atomic<bool> running{false};        // the command loop is serving
-  std::atomic<bool> stopRequested{false};  // Stop was called, perhaps before the loop began
+  std::atomic<bool> running{true};  // until Stop is called, perhaps before the loop has begun
   static_assert(std::atomic<bool>::is_always_lock_free, "Stop runs in a signal handler");
 };
 

@@ -7,128 +7,178 @@ using CommandLoopTest = ServiceTest;
 
 TEST_F(CommandLoopTest, HoldsRequestsToTheirSizes) {
   Serve();
-  const std::tuple<int, size_t, int> cases[] = {{0, 8, -1},    {0, 12, -1},  {0, 13, 3},
-                                                {0, 1512, 3},  {1, 12, -1},  {1, 13, -1},
-                                                {2, 1319, -1}, {2, 1320, 0}, {2, 1321, -1}};
-  for (const auto& [id, size, result] : cases) {
-    SendRaw(77, id, "", size);
-    EXPECT_EQ(Receive(77), (std::vector<int32_t>{1, id, 4, result})) << size;
-  }
-  // A path ends with its NUL or, without one, with its message, not in an earlier and longer one.
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "", 8), -1);
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "", 12), -1);
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "", 13), 3);
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "", 1512), 3);
+  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "", 12), -1);
+  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1319), -1);
+  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1320), 0);
+  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1321), -1);
+}
+
+TEST_F(CommandLoopTest, APathEndsWithItsNulOrItsMessage) {
+  Serve();
   WriteClip("clip.xml");
-  for (size_t size : {22u, 20u, 25u}) {
-    SendRaw(77, COMMAND_INSERT_CLIP, size < 25 ? "clip.xml.x" : "clip.xml\0after"s, size);
-    EXPECT_EQ(Receive(77)[3], size == 22 ? 3 : 0) << size;
-  }
-  Take();
-  SendRaw(77, COMMAND_INSERT_CLIP, "", 7);
-  SendRaw(COMMAND_REQUEST_TYPE, COMMAND_INSERT_CLIP, "clip.xml");  // not answered
-  EXPECT_EQ(Request(COMMAND_DELETE_CLIP, ""), -1);
-  EXPECT_EQ(Take(),
+  const size_t withoutNul = COMMAND_HEADER_SIZE + strlen("clip.xml");
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "clip.xml.x", withoutNul + 2), 3);
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "clip.xml.x", withoutNul), 0);
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "clip.xml\0after"s), 0);
+}
+
+TEST_F(CommandLoopTest, GoesOnAfterARequestThatItCannotAnswer) {
+  Serve();
+  Send(77, COMMAND_INSERT_CLIP, "", 7);
+  Send(COMMAND_REQUEST_TYPE, COMMAND_INSERT_CLIP, WriteClip("clip.xml"));
+  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, ""), -1);
+  EXPECT_EQ(TakeLog(),
             "27 [VexaManager]  Incomplete message received\n"
             "30 [VexaManager] Inserted clip clip.xml\n");
 }
 
-TEST_F(CommandLoopTest, ReadsClipDescriptions) {
+const std::string kDates =
+    "<dateFrom>2013-05-21T14:03:27Z\n</dateFrom><dateTo>2013-05-21T16:05:00+0200</dateTo>";
+const std::string kDatesAndUser = kDates + "<trigger>USER</trigger>";
+
+TEST_F(CommandLoopTest, InsertsWhatADescriptionSays) {
   Serve();
-  const std::string dates =
-      "<dateFrom>2013-05-21T14:03:27Z\n</dateFrom><dateTo>2013-05-21T16:05:00+0200</dateTo>";
-  const std::string user = dates + "<trigger>USER</trigger>", path = "<path>p</path>";
-  const std::string missing = "27 [VexaManager]  XML parser cannot find element : ";
-  // The row, if any, and the log before the insertion's own line.
-  for (const auto& [content, row, log] :
-       {std::tuple{user + path + "<path>q</path>", "8|p|"s, ""s},
-        {"<x/><path> a&amp;b&#65;'\n</path><trigger>SOFTWARE</trigger><trigger/>" + dates,
-         "16| a&bA'\n|", ""},
-        {dates + "<trigger>EXTERNAL</trigger><path>" + std::string(200, 'x') + "</path>",
-         "1|" + std::string(127, 'x') + "|", ""},
-        {dates + "<trigger>NETWORK</trigger>" + path, "4|p|", ""},
-        {"<r>" + user + path + "</r>", "", missing + "dateFrom\n"},
-        {user, "", missing + "path\n"},
-        {"<dateFrom/>" + user + path, "", ""},
-        {dates + "<trigger>motion</trigger>" + path, "", ""},
-        {user + "<path><!--c-->p</path>", "", ""}}) {
-    EXPECT_EQ(Request(COMMAND_INSERT_CLIP, Write("c.xml", "<any>" + content + "</any>")),
-              row.empty() ? 22 : 0);
-    EXPECT_EQ(Take(), log + (row.empty() ? "27 [VexaManager]  Error parsing file (c.xml)\n"
-                                         : "30 [VexaManager] Inserted clip c.xml\n"));
+  const std::pair<std::string, std::string> descriptions[] = {
+      {kDatesAndUser + "<path>p</path><path>second</path>", "8|p|"},
+      {"<trigger>SOFTWARE</trigger><path> a&amp;b&#65;'\n</path>" + kDates, "16| a&bA'\n|"},
+      {kDates + "<trigger>NETWORK</trigger><trigger/><x/><path>p</path>", "4|p|"},
+      {kDates + "<trigger>EXTERNAL</trigger><path>" + std::string(200, 'x') + "</path>",
+       "1|" + std::string(127, 'x') + "|"},
+  };
+  for (const auto& [content, triggerAndPath] : descriptions) {
+    Write("clip.xml", "<any>" + content + "</any>");
+    EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "clip.xml"), 0) << content;
     EXPECT_EQ(Query("SELECT * FROM Track; DELETE FROM Track"),
-              row.empty() ? "" : "1369145007|1369145100|" + row)
-        << content;
+              "1369145007|1369145100|" + triggerAndPath);
   }
-  EXPECT_EQ(Request(COMMAND_INSERT_CLIP, Write("c.xml", "<?xml version='1.0'?><!--c-->")), 22);
-  EXPECT_EQ(Request(COMMAND_INSERT_CLIP, "%s%n.xml"), 3);
-  EXPECT_EQ(Take(),
-            "27 [VexaManager]  Parser error : no root element\n"
-            "27 [VexaManager]  Error parsing file (c.xml)\n"
+}
+
+TEST_F(CommandLoopTest, RefusesADescriptionThatLacksSomething) {
+  Serve();
+  const std::string missing = "27 [VexaManager]  XML parser cannot find element : ";
+  const std::pair<std::string, std::string> descriptions[] = {
+      // The content, and the log before the last line.
+      {"<any><r>" + kDatesAndUser + "<path>p</path></r></any>", missing + "dateFrom\n"},
+      {"<any>" + kDatesAndUser + "</any>", missing + "path\n"},
+      {"<any><dateFrom/>" + kDatesAndUser + "<path>p</path></any>", ""},
+      {"<any>" + kDates + "<trigger>motion</trigger><path>p</path></any>", ""},
+      {"<any>" + kDatesAndUser + "<path><!--c-->p</path></any>", ""},
+      {"<?xml version='1.0'?><!--c-->", "27 [VexaManager]  Parser error : no root element\n"},
+  };
+  for (const auto& [content, log] : descriptions) {
+    Write("clip.xml", content);
+    EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "clip.xml"), 22) << content;
+    EXPECT_EQ(TakeLog(), log + "27 [VexaManager]  Error parsing file (clip.xml)\n") << content;
+  }
+}
+
+TEST_F(CommandLoopTest, TellsWhyAFileCannotBeOpened) {
+  Serve();
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "%s%n.xml"), 3);
+  EXPECT_EQ(TakeLog(),
             "27 [VexaManager]  Parser error 3 in file %s%n.xml\n"
-            "27 [VexaManager]  Parser error cause1 : No such file or directory\n"
+            "27 [VexaManager]  Parser error cause1 : %s%n.xml: No such file or directory\n"
             "27 [VexaManager]  Parser error cause2 : XML_ERROR_FILE_NOT_FOUND\n"
             "27 [VexaManager]  Error parsing file (%s%n.xml)\n");
+}
+
 #ifndef __SANITIZE_ADDRESS__  // which ends the program where memory is short
-  std::filesystem::resize_file("c.xml", 3ULL << 30);
-  const rlimit limit = {2UL << 30, 2UL << 30};
-  setrlimit(RLIMIT_AS, &limit);
-  EXPECT_EQ(Request(COMMAND_INSERT_CLIP, "c.xml"), 5);
-#endif
-}
-
-TEST_F(CommandLoopTest, DeletesWhatAFragmentNames) {
+TEST_F(CommandLoopTest, OutlivesADescriptionThatIsTooLargeForMemory) {
   Serve();
-  for (const auto& [path, rest] : {std::pair{"w/a/c1.xml", "a/c10.mp4,it's.mp4|2|9|"},
-                                   {"w2/c10.xml", "a/c1.mp4,a/c1.mp4,it's.mp4|1|9|"},
-                                   {"w/it's.xml", "a/c1.mp4,a/c1.mp4,a/c10.mp4|1|8|"}}) {
+  Write("large.xml", "");
+  std::filesystem::resize_file("large.xml", 3ULL << 30);
+  rlimit memory;
+  getrlimit(RLIMIT_AS, &memory);
+  const rlimit less = {2ULL << 30, memory.rlim_max};
+  setrlimit(RLIMIT_AS, &less);
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "large.xml"), 5);
+  setrlimit(RLIMIT_AS, &memory);
+}
+#endif
+
+TEST_F(CommandLoopTest, DeletesTheTracksWhosePathContainsTheName) {
+  Serve();
+  const std::tuple<std::string, std::string, std::string> deletions[] = {
+      // The description, the paths that are left, and the time that they span.
+      {"w/a/c1.xml", "a/c10.mp4|it's.mp4|", "2|9|"},
+      {"w2/c10.xml", "a/c1.mp4|a/c1.mp4|it's.mp4|", "1|9|"},
+      {"w/it's.xml", "a/c1.mp4|a/c1.mp4|a/c10.mp4|", "1|8|"},
+  };
+  for (const auto& [path, left, span] : deletions) {
+    SCOPED_TRACE(path);
     Query(
-        "DELETE FROM Track; INSERT INTO Track VALUES (1, 2, 1, 'a/c1.mp4'), "
-        "(1, 2, 1, 'a/c1.mp4'), (2, 8, 1, 'a/c10.mp4'), (3, 9, 1, 'it''s.mp4')");
-    EXPECT_EQ(Request(COMMAND_DELETE_CLIP, path), 0) << path;
-    EXPECT_EQ(Query("SELECT GROUP_CONCAT(Path), r.DateFrom, r.DateTo FROM Track, Recording r"),
-              rest);
+        "DELETE FROM Track; INSERT INTO Track VALUES (3, 9, 1, 'it''s.mp4'),"
+        "(1, 2, 1, 'a/c1.mp4'), (1, 2, 1, 'a/c1.mp4'), (2, 8, 1, 'a/c10.mp4')");
+    EXPECT_EQ(Query("SELECT DateFrom, DateTo FROM Recording"), "1|9|");
+    EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, path), 0);
+    EXPECT_EQ(Query("SELECT Path FROM Track ORDER BY Path"), left);
+    EXPECT_EQ(Query("SELECT DateFrom, DateTo FROM Recording"), span);
   }
-  for (const char* path : {"w/a/c1.XML", "v/a/c1.xml", "w/.xml", "w.xml", "w"}) {
-    EXPECT_EQ(Request(COMMAND_DELETE_CLIP, path), -1) << path;
-  }
-  const std::string x(215, 'x');
-  EXPECT_EQ(Request(COMMAND_DELETE_CLIP, "w/" + x + ".xml"), 1);
-  Query("DROP TABLE Track");
-  EXPECT_EQ(Request(COMMAND_INSERT_CLIP, WriteClip("c.xml")), 1);
-  const std::string error = "27 [VexaDAO] sqlite3 error (1) SQL logic error\n";
-  EXPECT_EQ(Take(), error + "27 [VexaManager]  Failed to delete clip (" + x + ".*)\n" + error +
-                        "27 [VexaManager]  Failed to insert database clip (c.xml)\n");
 }
 
-TEST_F(CommandLoopTest, EndsOnWhatItCannotServe) {
-  for (bool known : {true, false}) {
-    Serve();
-    SendRaw(77, known ? COMMAND_INSERT_CLIP : -1, "", known ? COMMAND_TEXT_SIZE + 1 : 8);
-    EXPECT_EQ(served.get(), known ? 7 : -1);
-    EXPECT_EQ(Take(), known ? "27 [VexaManager]  Error receiving message 7\n"
-                            : "27 [VexaManager]  Unknown message identifier received\n");
-    EXPECT_EQ(Receive(77, IPC_NOWAIT)[0], 0);
-    msgctl(Queue(), IPC_RMID, nullptr);
+TEST_F(CommandLoopTest, DeletesNothingForAnotherPath) {
+  Serve();
+  for (const char* path : {"w/a/c1.XML", "v/a/c1.xml", "w/.xml", "w.xml", "w"}) {
+    EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, path), -1) << path;
   }
+}
+
+TEST_F(CommandLoopTest, TellsWhichClipAStatementFailedFor) {
+  Serve();
+  Query("DROP TABLE Track");
+  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/gone.xml"), 1);
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, WriteClip("new.xml")), 1);
+  EXPECT_EQ(TakeLog(),
+            "27 [VexaDAO] sqlite3 error (1) SQL logic error\n"
+            "27 [VexaManager]  Failed to delete clip (gone.*)\n"
+            "27 [VexaDAO] sqlite3 error (1) SQL logic error\n"
+            "27 [VexaManager]  Failed to insert database clip (new.xml)\n");
+}
+
+TEST_F(CommandLoopTest, EndsOnAnUnknownIdentifier) {
+  Serve();
+  Send(77, -1, "", 8);
+  EXPECT_EQ(served.get(), -1);
+  EXPECT_EQ(TakeLog(), "27 [VexaManager]  Unknown message identifier received\n");
+  EXPECT_FALSE(HasReply(77));
+}
+
+TEST_F(CommandLoopTest, EndsOnARequestThatIsTooLong) {
+  Serve();
+  Send(77, COMMAND_INSERT_CLIP, "", 1513);
+  EXPECT_EQ(served.get(), 7);
+  EXPECT_EQ(TakeLog(), "27 [VexaManager]  Error receiving message 7\n");
 }
 
 TEST_F(CommandLoopTest, WaitsForRoomToReply) {
   Serve();
-  msqid_ds queue;
-  msgctl(Queue(), IPC_STAT, &queue);
-  queue.msg_qbytes = COMMAND_HEADER_SIZE;
+  msqid_ds queue = QueueStatus();
+  queue.msg_qbytes = COMMAND_REPLY_SIZE - 1;
   msgctl(Queue(), IPC_SET, &queue);
-  SendRaw(77, COMMAND_DELETE_CLIP, "", COMMAND_HEADER_SIZE);
-  while (msgctl(Queue(), IPC_STAT, &queue) == 0 && queue.msg_qnum > 0) {
-  }
+  Send(77, COMMAND_DELETE_CLIP, "", COMMAND_HEADER_SIZE);
+  // It sleeps when it waits: for room or, had it lost the reply, for the next request.
+  WaitUntil("the service waits", [this] {
+    std::ifstream thread("/proc/self/task/" + std::to_string(servingThread) + "/stat");
+    std::string id, name, state;
+    thread >> id >> name >> state;
+    return QueueStatus().msg_qnum == 0 && state == "S";
+  });
   queue.msg_qbytes = COMMAND_REPLY_SIZE;
   msgctl(Queue(), IPC_SET, &queue);
-  EXPECT_EQ(Receive(77)[3], -1);
+  EXPECT_EQ(Receive(77).Result, -1);
 }
 
 TEST_F(CommandLoopTest, CompletesTheRequestInHandOnAStop) {
-  for (const auto& [path, result] : {std::pair{WriteClip("clip.xml"), 0}, {"none"s, 3}}) {
+  const std::pair<std::string, int> requests[] = {{WriteClip("clip.xml"), 0}, {"none.xml", 3}};
+  for (const auto& [path, result] : requests) {
     Serve();
-    onLogLine = [this] { manager->Stop(); };
-    EXPECT_EQ(Request(COMMAND_INSERT_CLIP, path), result);
-    EXPECT_EQ(served.get(), result);
+    onLogLine = [this](const std::string&) { manager->Stop(); };
+    EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, path), result);
+    EXPECT_EQ(served.get(), result) << path;
     onLogLine = nullptr;
   }
 }

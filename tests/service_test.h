@@ -1,7 +1,6 @@
 #ifndef VEXAMGR_TESTS_SERVICE_TEST_H
 #define VEXAMGR_TESTS_SERVICE_TEST_H
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/msg.h>
@@ -9,48 +8,66 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <optional>
-#include <sstream>
 
-#include "ipc/requester.h"
+#include "ipc/command_messages.h"
 #include "manager/vexa_manager.h"
 
-extern std::function<void()> onLogLine;  // see syslog_capture.cpp
+// Called with each line that is logged in this process, after it has been written.
+extern std::function<void(const std::string& line)> onLogLine;
 
-// A manager in this process, on "db" and "w" in a new working directory, in namespaces of its own.
+// Expects the lines, one after the other, somewhere in the log since it was last taken.
+#define EXPECT_LOGGED(lines) EXPECT_PRED_FORMAT2(testing::IsSubstring, lines, TakeLog())
+
+// A service on the database "db" and the watch directory "w" in a new working directory. A test
+// that fails, or has not ended after 20 s, shows the log and what the last program printed.
 class ServiceTest : public testing::Test {
  protected:
-  ServiceTest() : folder(testing::TempDir() + "vexamgr-XXXXXX") {
-    std::filesystem::current_path(mkdtemp(folder.data()));
+  void SetUp() override {
+    ASSERT_NE(mkdtemp(folder.data()), nullptr) << folder;
+    std::filesystem::current_path(folder);
     std::filesystem::create_directory("w");
     setenv("SYSLOG_CAPTURE", (folder + "/log").c_str(), 1);
-    signal(SIGALRM, [](int) { execl("/bin/sh", "sh", "-c", "cat log; exit 1", nullptr); });
-    alarm(20);  // a test that takes longer, whatever it waits for, shows its log and fails
+    signal(SIGALRM, [](int) {
+      execl("/bin/sh", "sh", "-c",
+            "echo 'This test was ended after 20 s. The log since it was last taken:'; cat log;"
+            "echo 'What the last program printed:'; cat output; exit 1",
+            nullptr);
+    });
+    alarm(20);
   }
 
-  ~ServiceTest() override {
+  void TearDown() override {
     msgctl(Queue(), IPC_RMID, nullptr);
-    served = {};  // waits for it
-    EXPECT_FALSE(HasFailure()) << "The log:\n" << Take();
+    served = {};  // waits for the thread
+    onLogLine = nullptr;
+    EXPECT_FALSE(HasFailure()) << "The log since it was last taken:\n"
+                               << TakeLog() << "What the last program printed:\n"
+                               << Take("output");
     std::filesystem::remove_all(folder);
   }
 
+  // Starts a manager that is to stop already, so it only populates an empty database.
   int Populate() {
     manager.emplace("db", -1, "w");
-    manager->Stop();  // remembered
+    manager->Stop();
     return manager->Start();
   }
 
-  // Serves requests in another thread, on a populated database, until the queue is removed.
+  // Serves requests in a thread of this process, until the queue is removed.
   void Serve() {
-    EXPECT_EQ(Populate(), 0);
+    ASSERT_EQ(Populate(), 0);
     manager.emplace("db", Queue(IPC_CREAT | 0600), "w");
-    served = std::async(std::launch::async, [this] { return manager->Start(); });
-    EXPECT_EQ(Request(COMMAND_DELETE_CLIP, ""), -1);
-    Take();
+    served = std::async(std::launch::async, [this] {
+      servingThread = gettid();
+      return manager->Start();
+    });
+    ASSERT_EQ(Ask(COMMAND_DELETE_CLIP, ""), -1);
+    TakeLog();
   }
 
   static std::string Write(const std::string& path, const std::string& content) {
@@ -58,89 +75,120 @@ class ServiceTest : public testing::Test {
     std::ofstream(path) << content;
     return path;
   }
+
+  // Describes a clip from 100 to 100 s by motion, whose media has the description's own path.
   static std::string WriteClip(const std::string& path) {
     const std::string time = "1970-01-01T00:01:40Z";
-    return Write(path, "<r><dateFrom>" + time + "</dateFrom><dateTo>" + time +
-                           "</dateTo><trigger>MOTION</trigger><path>" + path + "</path></r>");
+    return Write(path, "<clip><dateFrom>" + time + "</dateFrom><dateTo>" + time + "</dateTo>" +
+                           "<trigger>MOTION</trigger><path>" + path + "</path></clip>");
   }
 
-  // What a file holds, which is removed: the log, as "priority text" each, or a program's output.
-  static std::string Take(const std::string& path = "log") {
+  // Removes a file and returns what it held.
+  static std::string Take(const std::string& path) {
     std::ifstream file(path);
     std::filesystem::remove(path);
     return std::string(std::istreambuf_iterator(file), {});
   }
 
-  static bool Logged(const std::string& lines) {
-    std::ifstream log("log");
-    return std::string(std::istreambuf_iterator(log), {}).find(lines) != std::string::npos;
-  }
+  // The lines that have been logged since the last call: "priority text".
+  static std::string TakeLog() { return Take("log"); }
 
-  // The values that a query yields, a "|" after each.
+  // The values that SQL statements yield, a "|" after each.
   static std::string Query(const std::string& sql) {
-    const auto append = [](void* text, int columns, char** values, char** /*names*/) {
+    const auto append = [](void* values, int columns, char** row, char** /*names*/) {
       for (int i = 0; i < columns; ++i) {
-        *static_cast<std::string*>(text) += std::string(values[i]) + "|";
+        static_cast<std::string*>(values)->append(row[i] != nullptr ? row[i] : "NULL").append("|");
       }
       return 0;
     };
-    std::string text;
+    std::string values;
     sqlite3* connection;
     sqlite3_open("db", &connection);
-    sqlite3_exec(connection, sql.c_str(), append, &text, nullptr);
+    EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), append, &values, nullptr), SQLITE_OK)
+        << sql << ": " << sqlite3_errmsg(connection);
     sqlite3_close(connection);
-    return text;
+    return values;
   }
 
-  static int Queue(int flags = 0) { return msgget(COMMAND_QUEUE_KEY, flags); }
+  static int Queue(int flags = 0) { return msgget(static_cast<key_t>(0xECDB0123), flags); }
 
-  // Sends a header and a path with its NUL, or so many bytes of them.
-  static void SendRaw(int32_t sender, int32_t id, const std::string& path, size_t size = 0) {
-    CommandMessage area[2] = {{COMMAND_REQUEST_TYPE, sender, id, -1, {}}, {}};
+  static msqid_ds QueueStatus() {
+    msqid_ds status = {};
+    EXPECT_EQ(msgctl(Queue(), IPC_STAT, &status), 0) << strerror(errno);
+    return status;
+  }
+
+  // Sends a request with a path and its NUL, or just `size` bytes of its text.
+  static void Send(int32_t sender, int32_t id, const std::string& path, size_t size = 0) {
+    CommandMessage area[2] = {};  // room for a request that is too long
+    area->mtype = COMMAND_REQUEST_TYPE;
+    area->SenderType = sender;
+    area->MessageId = id;
     path.copy(area->Data, sizeof area->Data);
-    size = size > 0 ? size : COMMAND_HEADER_SIZE + path.size() + 1;
-    EXPECT_EQ(msgsnd(Queue(), area, size, 0), 0);
+    if (size == 0) {
+      size = COMMAND_HEADER_SIZE + path.size() + 1;
+    }
+    ASSERT_EQ(msgsnd(Queue(), area, size, 0), 0) << strerror(errno);
   }
 
-  // The numbers in the reply to `sender`, all 0 without one.
-  static std::vector<int32_t> Receive(int32_t sender, int flags = 0) {
+  static CommandReply Receive(int32_t sender) {
     CommandReply reply = {};
-    msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, flags);
-    return {reply.SenderType, reply.MessageId, reply.DataLength, reply.Result};
+    EXPECT_EQ(msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, 0), COMMAND_REPLY_SIZE)
+        << strerror(errno);
+    return reply;
   }
 
-  static int Request(int32_t id, const std::string& path) {
-    SendRaw(77, id, path);
-    return Receive(77)[3];
+  // Takes a reply, if there is one.
+  static bool HasReply(int32_t sender) {
+    CommandReply reply;
+    return msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, IPC_NOWAIT) >= 0;
   }
 
-  static pid_t Execute(std::vector<const char*> command, const std::string& blankSeparated) {
+  // Sends a request and returns the result in its reply.
+  static int Ask(int32_t id, const std::string& path, size_t size = 0) {
+    Send(77, id, path, size);
+    const CommandReply reply = Receive(77);
+    EXPECT_EQ(reply.SenderType, 1);
+    EXPECT_EQ(reply.MessageId, id);
+    EXPECT_EQ(reply.DataLength, 4);
+    return reply.Result;
+  }
+
+  // Starts a command of the shell, which says in its output if it can't.
+  static pid_t Execute(const std::string& command) {
     const pid_t process = fork();
     if (process == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);  // not to outlive a test that is killed
-      dup2(dup2(creat("output", 0600), STDOUT_FILENO), STDERR_FILENO);
-      std::istringstream words(blankSeparated);
-      for (std::string word; words >> word;) {
-        command.push_back(strdup(word.c_str()));
-      }
-      command.push_back(nullptr);
-      _exit(execvp(command[0], const_cast<char**>(command.data())));
+      const std::string script = "exec >output 2>&1; exec " + command;
+      execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
     }
     return process;
   }
 
-  // Awaits a program's end, repeating a signal: between two requests, it is noticed after the next.
+  // Awaits a program's end and returns its exit status, or minus the signal that ended it. Repeats
+  // the signal: vexamgr notices one that comes between two requests only after the next.
   static int End(pid_t process, int signal = 0) {
     int status;
-    for (; waitpid(process, &status, WNOHANG) == 0; usleep(1000)) {
+    while (waitpid(process, &status, WNOHANG) == 0) {
       kill(process, signal);
+      usleep(1000);
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }
 
+  static void WaitUntil(const std::string& fact, const std::function<bool()>& holds) {
+    for (int milliseconds = 0; !holds(); ++milliseconds) {
+      ASSERT_LT(milliseconds, 10000) << "waited in vain until " << fact;
+      usleep(1000);
+    }
+  }
+
   std::optional<VexaManager> manager;
-  std::future<int> served;
-  std::string folder;
+  std::future<int> served;  // what the serving thread's Start returned
+  std::atomic<pid_t> servingThread;
+
+ private:
+  std::string folder = testing::TempDir() + "vexamgr-XXXXXX";
 };
 
 #endif
