@@ -81,6 +81,8 @@ typedef struct CommandMessage {
  *        0  carried out; for a deletion or an update also when no row matched
  *       -1  the size of the request is wrong, or the path to delete is not that of a clip
  *           description below the watch directory
+ *        5  another process has locked the database and nothing was changed, so the request can be
+ *           sent again; for an insertion perhaps a clip description that can't be read
  *       22  the clip description to insert lacks an element, or one of its texts is unusable
  *    other  for an insertion tinyxml2's error number or SQLite's result code, for a deletion or
  *           an update SQLite's result code; see vexamgr(8)

@@ -30,8 +30,7 @@ void DrainReplies(int queueId, int32_t type) {
 
 timeval ToTimeval(microseconds time) {
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-  return {static_cast<time_t>(seconds.count()),
-          static_cast<suseconds_t>((time - seconds).count())};
+  return {static_cast<time_t>(seconds.count()), static_cast<suseconds_t>((time - seconds).count())};
 }
 
 // Interrupts blocked system calls with SIGALRM once the limit has passed, and again each 10 ms: one

@@ -10,8 +10,9 @@
 
 namespace {
 
-// The selector of scandir(3): keeps (1) clip descriptions and subdirectories and drops (0) the rest,
-// links and entries of unknown type too. A leading dot hides a subdirectory, not a clip description.
+// The selector of scandir(3): keeps (1) clip descriptions and subdirectories and drops (0) the
+// rest, links and entries of unknown type too. A leading dot hides a subdirectory, not a clip
+// description.
 int scan_dir_filter(const dirent* entry) {
   if (entry->d_type == DT_DIR) {
     return entry->d_name[0] != '.' ? 1 : 0;

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-install_packages "${build_packages[@]}" libgtest-dev
+install_packages "${build_packages[@]}" libgtest-dev iproute2
 echo "Building into build/dev"
 cmake --preset dev "$@"
 cmake --build --preset dev

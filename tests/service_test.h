@@ -2,6 +2,7 @@
 #define VEXAMGR_TESTS_SERVICE_TEST_H
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sqlite3.h>
 #include <sys/msg.h>
 #include <sys/prctl.h>
@@ -17,8 +18,8 @@
 #include "ipc/command_messages.h"
 #include "manager/vexa_manager.h"
 
-// Called with each line that is logged in this process, after it has been written.
-extern std::function<void(const std::string& line)> onLogLine;
+// Called after each line that is logged in this process.
+extern std::function<void()> onLogLine;
 
 // Expects the lines, one after the other, somewhere in the log since it was last taken.
 #define EXPECT_LOGGED(lines) EXPECT_PRED_FORMAT2(testing::IsSubstring, lines, TakeLog())
@@ -27,11 +28,24 @@ extern std::function<void(const std::string& line)> onLogLine;
 // that fails, or has not ended after 20 s, shows the log and what the last program printed.
 class ServiceTest : public testing::Test {
  protected:
+  // Puts the process into an IPC namespace, where the queue's fixed key meets no service of the
+  // machine, and into a network namespace, where lo may become eth0.
+  static void SetUpTestSuite() {
+    const int namespaces = CLONE_NEWIPC | CLONE_NEWNET;
+    if (unshare(namespaces) != 0) {  // who is not root must first be the root of a user namespace
+      const std::string user = std::to_string(geteuid());
+      const std::string group = std::to_string(getegid());
+      ASSERT_EQ(unshare(namespaces | CLONE_NEWUSER), 0) << "no namespaces: " << strerror(errno);
+      Write("/proc/self/setgroups", "deny");
+      Write("/proc/self/uid_map", "0 " + user + " 1");
+      Write("/proc/self/gid_map", "0 " + group + " 1");
+    }
+  }
+
   void SetUp() override {
     ASSERT_NE(mkdtemp(folder.data()), nullptr) << folder;
     std::filesystem::current_path(folder);
     std::filesystem::create_directory("w");
-    setenv("SYSLOG_CAPTURE", (folder + "/log").c_str(), 1);
     signal(SIGALRM, [](int) {
       execl("/bin/sh", "sh", "-c",
             "echo 'This test was ended after 20 s. The log since it was last taken:'; cat log;"
@@ -72,7 +86,9 @@ class ServiceTest : public testing::Test {
 
   static std::string Write(const std::string& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
-    std::ofstream(path) << content;
+    std::ofstream file(path);
+    file << content;
+    EXPECT_TRUE(file.flush()) << path << ": " << strerror(errno);
     return path;
   }
 
@@ -90,7 +106,7 @@ class ServiceTest : public testing::Test {
     return std::string(std::istreambuf_iterator(file), {});
   }
 
-  // The lines that have been logged since the last call: "priority text".
+  // What has been logged since the last call, a line "priority text" each.
   static std::string TakeLog() { return Take("log"); }
 
   // The values that SQL statements yield, a "|" after each.
@@ -138,12 +154,6 @@ class ServiceTest : public testing::Test {
     return reply;
   }
 
-  // Takes a reply, if there is one.
-  static bool HasReply(int32_t sender) {
-    CommandReply reply;
-    return msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, IPC_NOWAIT) >= 0;
-  }
-
   // Sends a request and returns the result in its reply.
   static int Ask(int32_t id, const std::string& path, size_t size = 0) {
     Send(77, id, path, size);
@@ -176,6 +186,12 @@ class ServiceTest : public testing::Test {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }
 
+  // Runs a command to its end. Returns its exit status, a blank and its output.
+  static std::string Run(const std::string& command) {
+    const int status = End(Execute(command));
+    return std::to_string(status) + " " + Take("output");
+  }
+
   static void WaitUntil(const std::string& fact, const std::function<bool()>& holds) {
     for (int milliseconds = 0; !holds(); ++milliseconds) {
       ASSERT_LT(milliseconds, 10000) << "waited in vain until " << fact;
@@ -186,8 +202,6 @@ class ServiceTest : public testing::Test {
   std::optional<VexaManager> manager;
   std::future<int> served;  // what the serving thread's Start returned
   std::atomic<pid_t> servingThread;
-
- private:
   std::string folder = testing::TempDir() + "vexamgr-XXXXXX";
 };
 

@@ -57,9 +57,12 @@ bool WrongUse(const std::string& what) {
 bool ReadOptions(int argc, char** argv, Arguments* arguments) {
   unsetenv("POSIXLY_CORRECT");  // options may follow the command and its files
   int option;
-  while ((option = getopt_long(argc, argv, "", kOptions, nullptr)) != -1) {
+  while ((option = getopt_long(argc, argv, "h", kOptions, nullptr)) != -1) {
     if (option == '?') {
       return false;  // getopt_long has said what is wrong
+    }
+    if (option == 'h') {
+      option = kHelp;
     }
     const char*& argument = (*arguments)[static_cast<size_t>(option)];
     if (argument != nullptr) {
@@ -73,7 +76,6 @@ bool ReadOptions(int argc, char** argv, Arguments* arguments) {
 template <typename Number>
 bool ReadNumber(const std::string& what, std::string_view text, Number least, Number most,
                 Number* number) {
-  *number = least;
   const char* const end = text.data() + text.size();
   const auto [next, error] = std::from_chars(text.data(), end, *number);
   if (error != std::errc() || next != end || *number < least || *number > most) {
@@ -83,10 +85,10 @@ bool ReadNumber(const std::string& what, std::string_view text, Number least, Nu
   return true;
 }
 
-bool CheckLength(const std::string& what, std::string_view text, size_t most) {
-  if (text.empty() || text.size() > most) {
-    return WrongUse(what + " must have 1 to " + std::to_string(most) + " bytes, not " +
-                    std::to_string(text.size()));
+bool CheckLength(const std::string& what, std::string_view text, size_t least, size_t most) {
+  if (text.size() < least || text.size() > most) {
+    return WrongUse(what + " must have " + std::to_string(least) + " to " + std::to_string(most) +
+                    " bytes, not " + std::to_string(text.size()));
   }
   return true;
 }
@@ -106,7 +108,7 @@ bool ReadPaths(int32_t messageId, const char* outcome, int count, char** paths,
     return WrongUse("no file is given");
   }
   for (int i = 0; i < count; ++i) {
-    if (!CheckLength("a path", paths[i], kMaxPathLength)) {
+    if (!CheckLength("a path", paths[i], 1, kMaxPathLength)) {
       return false;
     }
     Request& request = requests->emplace_back();
@@ -132,7 +134,7 @@ bool ReadTexts(const Arguments& arguments, RecordingUpdate* update) {
   };
   for (const auto& text : texts) {
     const char* argument = arguments[text.option];
-    if (!CheckLength(Name(text.option), argument, text.size - 1)) {
+    if (!CheckLength(Name(text.option), argument, 0, text.size - 1)) {
       return false;
     }
     memcpy(text.field, argument, strlen(argument) + 1);
