@@ -183,7 +183,7 @@ bool ReadPing(int count, std::vector<Request>* requests) {
 
 bool ReadTimeout(const char* argument, std::chrono::seconds* timeout) {
   const int kDay = 24 * 60 * 60;
-  int seconds;
+  int seconds = 0;
   if (argument == nullptr) {
     return true;
   }
