@@ -47,7 +47,7 @@ TEST_F(CatalogueTest, AScanStopsAtTheFirstFailureOfItsReverseWalk) {
 TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
   for (const std::string table : {"SCHEMA", "CAMERA", "TRACK", "RECORDING"}) {
     Query("CREATE TABLE " + table + " (x)");
-    EXPECT_EQ(Populate(), 1);
+    EXPECT_EQ(Populate(), 1) << table;
     EXPECT_LOGGED("27 [VexaDAO] sqlite3 error (1) SQL logic error\n27 [VexaDAO] Failed to create " +
                   table + " table\n27 [VexaManager]  Failed to create new database\n");
     std::filesystem::remove("db");

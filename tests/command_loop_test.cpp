@@ -53,7 +53,8 @@ TEST_F(CommandLoopTest, InsertsWhatADescriptionSays) {
     Write("clip.xml", "<any>" + content + "</any>");
     EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "clip.xml"), 0) << content;
     EXPECT_EQ(Query("SELECT * FROM Track; DELETE FROM Track"),
-              "1369145007|1369145100|" + triggerAndPath);
+              "1369145007|1369145100|" + triggerAndPath)
+        << content;
   }
 }
 
@@ -133,7 +134,7 @@ TEST_F(CommandLoopTest, WaitsForRoomToReply) {
   queue.msg_qbytes = COMMAND_REPLY_SIZE - 1;
   msgctl(Queue(), IPC_SET, &queue);
   Send(77, COMMAND_DELETE_CLIP, "", COMMAND_HEADER_SIZE);
-  // It sleeps when it waits: for room or, had it lost the reply, for the next request.
+  // It sleeps only to wait: for room or, had it lost the reply, for the next request.
   WaitUntil("the service waits", [this] {
     std::ifstream thread("/proc/self/task/" + std::to_string(servingThread) + "/stat");
     std::string id, name, state;

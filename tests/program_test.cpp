@@ -15,7 +15,6 @@ TEST_F(ProgramTest, TellsWhyItCannotServe) {
             "27 [main] Exiting due to error\n");
   EXPECT_EQ(Run(VEXAMGR "db none"), "1 ");
   EXPECT_LOGGED(
-      "30 [VexaDAO] Created new database\n"
       "27 [VexaManager]  Error scanning directory (2) No such file or directory\n"
       "27 [VexaManager]  Error scanning directories\n"
       "27 [VexaManager]  Failed to populate new database\n"
@@ -56,7 +55,7 @@ TEST_F(ProgramTest, KeepsEveryAnsweredClipThroughKills) {
     WaitUntil("the service has replied", [&] { return QueueStatus().msg_lspid == service; });
     usleep(static_cast<useconds_t>(round * 50));  // another moment each time
     EXPECT_EQ(End(service, SIGKILL), -SIGKILL);
-    CommandReply reply;
+    CommandReply reply;  // each one that was sent, to whomever
     while (msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, COMMAND_REQUEST_TYPE,
                   MSG_EXCEPT | IPC_NOWAIT) >= 0) {
       const std::string path = std::to_string(reply.mtype);

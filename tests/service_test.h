@@ -171,6 +171,7 @@ class ServiceTest : public testing::Test {
       prctl(PR_SET_PDEATHSIG, SIGKILL);  // not to outlive a test that is killed
       const std::string script = "exec >output 2>&1; exec " + command;
       execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
+      _exit(127);
     }
     return process;
   }
