@@ -36,9 +36,9 @@ CLIP
 show_rows() {
   echo
   echo "The tracks:"
-  sqlite3 -table catalogue.db 'SELECT * FROM Track'
+  sqlite3 -readonly -table catalogue.db 'SELECT * FROM Track'
   echo "The recording:"
-  sqlite3 -table catalogue.db \
+  sqlite3 -readonly -table catalogue.db \
     'SELECT Id, DateFrom, DateTo, Content, Status, SourceName, SourceAddress, MaxRetentionTime FROM Recording'
   echo
 }

@@ -4,9 +4,10 @@
 library_packages=(cmake libsqlite3-dev libtinyxml2-dev)
 build_packages=(g++ ninja-build "${library_packages[@]}")
 
-# Installs those of the named Debian packages that are missing, through sudo when not root.
+# Installs those of the named Debian packages that are missing, through sudo when not root. Shows apt's
+# output only if that fails.
 install_packages() {
-  local package missing=() as_root=()
+  local package output missing=() as_root=()
   for package in "$@"; do
     dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null |
       grep -qx installed || missing+=("$package")
@@ -18,9 +19,13 @@ install_packages() {
     as_root=(sudo)
   fi
   echo "Installing from Debian's packages: ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq </dev/null
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null
+  if ! output=$({
+    "${as_root[@]}" apt-get update -qq && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+      apt-get install -y -qq --no-install-recommends "${missing[@]}"
+  } 2>&1 </dev/null); then
+    echo "$output" >&2
+    return 1
+  fi
 }
 
 # Runs a command as the same user in an IPC namespace of its own, apart from a service that runs.

@@ -1,11 +1,36 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds vexamgr and runs it in the foreground:
-#   run.sh <databaseFilename> <watchDirectory>   on these, until Ctrl-C
-#   run.sh                                       as a demonstration on sample clips
-# Its log lines are shown on standard error as well as sent to the system log.
+# Installs what is missing, builds vexamgr and runs it in the foreground.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/packages.sh"
+
+usage="Usage: run.sh <databaseFilename> <watchDirectory>
+       run.sh
+
+Installs what is missing from Debian's packages, builds vexamgr into build/release and runs it on these
+two, in the foreground, until Ctrl-C; a population in progress is finished first. Without arguments,
+shows it at work on sample clips. Its log lines are shown on standard error as well as sent to the
+system log. Run it as yourself, not with sudo in front: it calls sudo for the packages alone."
+if [ $# -eq 1 ] && [[ $1 == -h || $1 == --help ]]; then
+  echo "$usage"
+  exit
+fi
+if [ $# -eq 2 ]; then
+  database=$1
+  # A slash at its end would let deletions hit the wrong clips.
+  watch=$2
+  while [[ $watch == */ ]]; do
+    watch=${watch%/}
+  done
+  # vexamgr would leave an empty catalogue, never to be filled.
+  if [ ! -d "$watch" ]; then
+    echo "run.sh: the watch directory must be a folder that exists, other than /: $2" >&2
+    exit 1
+  fi
+elif [ $# -ne 0 ]; then
+  echo "$usage" >&2
+  exit 2
+fi
 
 install_packages "${build_packages[@]}" sqlite3
 echo "Building into build/release"
@@ -31,4 +56,5 @@ if [ $# -eq 0 ]; then
   echo "No IPC namespace can be made here: the demonstration runs without one."
   exec "$root/scripts/demo.sh" "$programs"
 fi
-exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" "$@"
+exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so \
+  "$programs/vexamgr" "$database" "$watch"

@@ -4,6 +4,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
+if ! reason=$(unshare --user --ipc --net --pid --fork true 2>&1); then
+  echo "The tests need namespaces of their own, which can't be made here: $reason" >&2
+  exit 1
+fi
 install_packages "${build_packages[@]}" libgtest-dev iproute2
 echo "Building into build/dev"
 cmake --preset dev "$@"
