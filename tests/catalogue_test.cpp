@@ -52,6 +52,8 @@ TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
                   table + " table\n27 [VexaManager]  Failed to create new database\n");
     std::filesystem::remove("db");
   }
+  EXPECT_EQ(VexaDAO("db").CreateNewDatabase(std::string(213, 'x').c_str(), "", "", ""), 1);
+  EXPECT_LOGGED("27 [VexaDAO] Failed to populate CAMERA table\n");
 }
 
 TEST_F(CatalogueTest, QuotesAreStoredAsTheyAre) {
@@ -69,7 +71,7 @@ TEST_F(CatalogueTest, QuotesAreStoredAsTheyAre) {
 TEST_F(CatalogueTest, TellsTheHardwareAddress) {
   std::string address = "eth0: ";
   EXPECT_EQ(net_get_hwaddr(&address), -1);
-  EXPECT_EQ(TakeLog(), "27 [VexaManager]  net_get_hwaddr: ioctl SIOCGIFHWADDR");
+  EXPECT_EQ(Take("log"), "27 [VexaManager]  net_get_hwaddr: ioctl SIOCGIFHWADDR");
   ASSERT_EQ(Run("ip link set lo name eth0 address 02:34:56:78:9a:bc"), "0 ");
   EXPECT_EQ(net_get_hwaddr(&address), 0);
   EXPECT_EQ(address, "eth0: 023456789ABC");

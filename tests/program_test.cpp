@@ -4,11 +4,11 @@ using ProgramTest = ServiceTest;
 
 TEST_F(ProgramTest, TellsWhyItCannotServe) {
   EXPECT_EQ(Run(VEXAMGR "db"), "1 ");
-  EXPECT_EQ(TakeLog(),
+  EXPECT_EQ(Take("log"),
             "27 [main] Insufficient arguments supplied\n"
             "27 [main] Usage: vexamgr <databaseFilename> <watchDirectory>\n");
   EXPECT_EQ(Run(VEXAMGR "none/db w"), "1 ");
-  EXPECT_EQ(TakeLog(),
+  EXPECT_EQ(Take("log"),
             "30 [main] Creating manager...\n"
             "27 [VexaDAO] Failed to open database (none/db)\n"
             "27 [VexaDAO] sqlite3 error (14) unable to open database file\n"
@@ -31,7 +31,7 @@ TEST_F(ProgramTest, ServesUntilASignal) {
     EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/x.xml"), 0);
     EXPECT_EQ(End(service, signal), 0);
     EXPECT_EQ(Queue(), -1);
-    EXPECT_EQ(TakeLog(),
+    EXPECT_EQ(Take("log"),
               "30 [main] Creating manager...\n"
               "30 [main] Starting manager...\n"
               "30 [VexaManager] Populating new database\n"

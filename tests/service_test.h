@@ -21,8 +21,9 @@
 // Called after each line that is logged in this process.
 extern std::function<void()> onLogLine;
 
-// Expects the lines, one after the other, somewhere in the log since it was last taken.
-#define EXPECT_LOGGED(lines) EXPECT_PRED_FORMAT2(testing::IsSubstring, lines, TakeLog())
+// Expects the lines, one after the other, somewhere in the log since it was last taken. The log has
+// a line "priority text" for each call of syslog(3).
+#define EXPECT_LOGGED(lines) EXPECT_PRED_FORMAT2(testing::IsSubstring, lines, Take("log"))
 
 // A service on the database "db" and the watch directory "w" in a new working directory. A test
 // that fails, or has not ended after 20 s, shows the log and what the last program printed.
@@ -60,7 +61,7 @@ class ServiceTest : public testing::Test {
     served = {};  // waits for the thread
     onLogLine = nullptr;
     EXPECT_FALSE(HasFailure()) << "The log since it was last taken:\n"
-                               << TakeLog() << "What the last program printed:\n"
+                               << Take("log") << "What the last program printed:\n"
                                << Take("output");
     std::filesystem::remove_all(folder);
   }
@@ -81,7 +82,7 @@ class ServiceTest : public testing::Test {
       return manager->Start();
     });
     ASSERT_EQ(Ask(COMMAND_DELETE_CLIP, ""), -1);
-    TakeLog();
+    Take("log");
   }
 
   static std::string Write(const std::string& path, const std::string& content) {
@@ -105,9 +106,6 @@ class ServiceTest : public testing::Test {
     std::filesystem::remove(path);
     return std::string(std::istreambuf_iterator(file), {});
   }
-
-  // What has been logged since the last call, a line "priority text" each.
-  static std::string TakeLog() { return Take("log"); }
 
   // The values that SQL statements yield, a "|" after each.
   static std::string Query(const std::string& sql) {
