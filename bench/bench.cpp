@@ -30,7 +30,8 @@ static void Check(bool right, const std::string& what) {
 }
 
 static void EnterFolder(std::string folder, size_t clips) {
-  Check(mkdtemp((folder += "/vexamgr-bench-XXXXXX").data()) != nullptr, folder);
+  folder += "/vexamgr-bench-XXXXXX";
+  Check(mkdtemp(folder.data()) != nullptr, folder);
   std::filesystem::current_path(folder);
   paths.clear();
   for (size_t i = 0; i < clips; ++i) {
@@ -105,7 +106,7 @@ static Work Requests(int32_t id, bool bare = false) {
   };
 }
 
-static void Echo(size_t /*turn*/) {
+static void Echo() {
   const int queue = msgget(COMMAND_QUEUE_KEY, IPC_CREAT | 0600);
   for (CommandMessage request; msgrcv(queue, &request, COMMAND_TEXT_SIZE, 1, 0) >= 0;) {
     const CommandReply reply = {request.SenderType, 1, request.MessageId, 4, 0};
@@ -114,10 +115,10 @@ static void Echo(size_t /*turn*/) {
 }
 
 // Measures two kinds of requests to a server in a process of its own.
-static void MeasureServer(const Work& serve, const char* what, const std::array<Work, 2>& works) {
+static void MeasureServer(void (*serve)(), const char* what, const std::array<Work, 2>& works) {
   const pid_t server = fork();
   if (server == 0) {
-    serve(0);
+    serve();
     _exit(1);
   }
   while (msgget(COMMAND_QUEUE_KEY, 0) < 0) {
@@ -133,7 +134,7 @@ static void MeasureServer(const Work& serve, const char* what, const std::array<
   msgctl(msgget(COMMAND_QUEUE_KEY, 0), IPC_RMID, nullptr);
 }
 
-static void Serve(size_t /*turn*/) { execl(VEXAMGR, VEXAMGR, "catalogue.db", "watch", nullptr); }
+static void Serve() { execl(VEXAMGR, VEXAMGR, "catalogue.db", "watch", nullptr); }
 
 static void MeasurePopulation(const std::string& folder, double clips) {
   EnterFolder(folder, static_cast<size_t>(clips));

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <ctime>
 
-// On 32 bits glibc's time_t is that wide only with _TIME_BITS=64.
+// glibc's time_t has 32 bits on a 32-bit machine, unless _TIME_BITS=64 is defined.
 static_assert(sizeof(time_t) == 8, "times after 2038 need a 64-bit time_t");
 
 namespace {

@@ -14,9 +14,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
-// The message type on which this process awaits replies: its id, positive and unique among the live
-// of one PID namespace. Id 1, that of the namespace's first process, is the type of requests;
-// INT32_MAX, which is no process's id, stands for it.
+// The message type on which this process awaits replies: its id, positive and unique among the
+// live processes of one PID namespace. Id 1, that of the namespace's first process, is the type of
+// requests; INT32_MAX, which is no process's id, stands for it.
 int32_t ReplyType() {
   const pid_t process = getpid();
   return process == COMMAND_REQUEST_TYPE ? INT32_MAX : process;
@@ -39,6 +39,7 @@ timeval ToTimeval(microseconds time) {
 class Interruption {
  public:
   explicit Interruption(microseconds limit) {
+    setitimer(ITIMER_REAL, &stopped, &previousTimes);
     struct sigaction action = {};
     action.sa_handler = [](int) {};
     sigaction(SIGALRM, &action, &previousAction);
@@ -49,17 +50,19 @@ class Interruption {
     // A limit of 0 would leave the timer off.
     const itimerval times = {ToTimeval(std::chrono::milliseconds(10)),
                              ToTimeval(std::max(limit, microseconds(1)))};
-    setitimer(ITIMER_REAL, &times, &previousTimes);
+    setitimer(ITIMER_REAL, &times, nullptr);
   }
   ~Interruption() {
-    setitimer(ITIMER_REAL, &previousTimes, nullptr);
+    setitimer(ITIMER_REAL, &stopped, nullptr);
     sigprocmask(SIG_SETMASK, &previousMask, nullptr);
     sigaction(SIGALRM, &previousAction, nullptr);
+    setitimer(ITIMER_REAL, &previousTimes, nullptr);
   }
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
 
  private:
+  const itimerval stopped = {};
   struct sigaction previousAction;
   sigset_t previousMask;
   itimerval previousTimes;

@@ -35,7 +35,7 @@ int VexaManager::RunCommandLoop() {
   CommandMessage message;  // the one area for every request and its reply
   int result = 0;
   // A stop that comes between the test of `running` and the receive is noticed only after the next
-  // request: the signal handler does nothing but call Stop.
+  // request: msgrcv(2) can't test the flag and fall asleep in one step.
   while (running) {
     const ssize_t size = msgrcv(queueId, &message, COMMAND_TEXT_SIZE, COMMAND_REQUEST_TYPE, 0);
     if (size < 0) {

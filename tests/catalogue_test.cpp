@@ -22,13 +22,11 @@ TEST_F(CatalogueTest, ANewDatabaseGetsItsFixedRowsAndItsClips) {
   EXPECT_EQ(Query("SELECT TYPE FROM pragma_table_info('Recording')"),
             "INTEGER|DATETIME|DATETIME|VARCHAR(80)|VARCHAR(20)|VARCHAR(128)|VARCHAR(20)|"
             "VARCHAR(256)|VARCHAR(256)|VARCHAR(128)|INTEGER|");
-  EXPECT_EQ(Query("SELECT TYPE FROM pragma_table_info('Track')"),
-            "DATETIME|DATETIME|INTEGER|VARCHAR(80)|");
   EXPECT_EQ(Query("SELECT COUNT(*) FROM sqlite_master WHERE NAME LIKE '%Date%Ascending'"), "4|");
 }
 
 TEST_F(CatalogueTest, AScanStopsAtTheFirstFailureOfItsReverseWalk) {
-  for (const char* clip : {"w/a.xml", "w/b.xml", "w/c.xml", "w/d.xml"}) {
+  for (const char* clip : {"w/a.xml", "w/b.xml", "w/c.xml"}) {
     WriteClip(clip);
   }
   Write("w/sub/sub/bad.xml", "<clip><dateFrom/></clip>");
@@ -42,9 +40,12 @@ TEST_F(CatalogueTest, AScanStopsAtTheFirstFailureOfItsReverseWalk) {
       "27 [VexaManager]  Error scanning directory 0 files not processed in (w/sub/sub)\n"
       "27 [VexaManager]  Error scanning directory " +
       std::to_string(left) + " files not processed in (w/sub)\n");
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Track"), std::to_string(3 - left) + "|");
 }
 
 TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
+  // A table SCHEMA leaves the database empty to IsEmpty, which compares letter case, as SQLite does
+  // not.
   for (const std::string table : {"SCHEMA", "CAMERA", "TRACK", "RECORDING"}) {
     Query("CREATE TABLE " + table + " (x)");
     EXPECT_EQ(Populate(), 1) << table;
@@ -52,7 +53,12 @@ TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
                   table + " table\n27 [VexaManager]  Failed to create new database\n");
     std::filesystem::remove("db");
   }
-  EXPECT_EQ(VexaDAO("db").CreateNewDatabase(std::string(213, 'x').c_str(), "", "", ""), 1);
+}
+
+// They and the 43 characters around them: of a statement of 255, only the ";" is lost.
+TEST_F(CatalogueTest, TheTextsOfTheCameraMayHave212Bytes) {
+  EXPECT_EQ(VexaDAO("db").CreateNewDatabase(std::string(212, 'x').c_str(), "", "", ""), 0);
+  EXPECT_EQ(VexaDAO("other").CreateNewDatabase(std::string(213, 'x').c_str(), "", "", ""), 1);
   EXPECT_LOGGED("27 [VexaDAO] Failed to populate CAMERA table\n");
 }
 

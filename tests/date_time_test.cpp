@@ -2,15 +2,13 @@
 
 #include <gtest/gtest.h>
 
-TEST(DateTimeTest, AcceptsIsoTimesToWholeSeconds) {
+TEST(DateTimeTest, ReadsIsoTimesToWholeSeconds) {
   const std::tuple<const char*, int, uint32_t> texts[] = {
       // The text, the result and the seconds, which are 77 before.
       {"2013-05-21T14:03:27", 0, 1369145007},
       {"\n2013-05-21T14:03:27Z\n", 0, 1369145007},
       {"2013-05-21T16:03:27+0200", 0, 1369145007},
       {"2013-05-21T09:03:27-0500xyz", 0, 1369145007},
-      {"2013-05-25T18:02:27+9959", 0, 1369145007},
-      {"1969-12-31T23:59:59Z", 0, 4294967295},
       {"2038-01-19T03:14:08Z", 0, 2147483648},
       {"2013-05-21T16:03:27+02:00", 22, 77},
       {"2013-05-21T14:03:27\n", 22, 77},

@@ -18,11 +18,8 @@
 #include "ipc/command_messages.h"
 #include "manager/vexa_manager.h"
 
-// Called after each line that is logged in this process.
-extern std::function<void()> onLogLine;
-
-// Expects the lines, one after the other, somewhere in the log since it was last taken. The log has
-// a line "priority text" for each call of syslog(3).
+// Expects the lines, one after the other, somewhere in the log since it was last taken. A line of
+// it is "priority text": 27 is LOG_DAEMON | LOG_ERR and 30 LOG_DAEMON | LOG_INFO.
 #define EXPECT_LOGGED(lines) EXPECT_PRED_FORMAT2(testing::IsSubstring, lines, Take("log"))
 
 // A service on the database "db" and the watch directory "w" in a new working directory. A test
@@ -49,7 +46,8 @@ class ServiceTest : public testing::Test {
     std::filesystem::create_directory("w");
     signal(SIGALRM, [](int) {
       execl("/bin/sh", "sh", "-c",
-            "echo 'This test was ended after 20 s. The log since it was last taken:'; cat log;"
+            "touch log output; echo 'This test was ended after 20 s. The log since it was last "
+            "taken:'; cat log;"
             "echo 'What the last program printed:'; cat output; exit 1",
             nullptr);
     });
@@ -57,16 +55,17 @@ class ServiceTest : public testing::Test {
   }
 
   void TearDown() override {
+    if (HasFailure()) {
+      ADD_FAILURE() << "The log since it was last taken:\n"
+                    << Take("log") << "What the last program printed:\n"
+                    << Take("output");
+    }
     msgctl(Queue(), IPC_RMID, nullptr);
     served = {};  // waits for the thread
-    onLogLine = nullptr;
-    EXPECT_FALSE(HasFailure()) << "The log since it was last taken:\n"
-                               << Take("log") << "What the last program printed:\n"
-                               << Take("output");
     std::filesystem::remove_all(folder);
   }
 
-  // Starts a manager that is to stop already, so it only populates an empty database.
+  // Populates an empty database: a manager that is stopped before its start serves nothing.
   int Populate() {
     manager.emplace("db", -1, "w");
     manager->Stop();
@@ -124,6 +123,7 @@ class ServiceTest : public testing::Test {
     return values;
   }
 
+  // The id of the queue with the key that other programs know, or -1.
   static int Queue(int flags = 0) { return msgget(static_cast<key_t>(0xECDB0123), flags); }
 
   static msqid_ds QueueStatus() {
@@ -147,8 +147,8 @@ class ServiceTest : public testing::Test {
 
   static CommandReply Receive(int32_t sender) {
     CommandReply reply = {};
-    EXPECT_EQ(msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, 0), COMMAND_REPLY_SIZE)
-        << strerror(errno);
+    WaitUntil("a reply comes",
+              [&] { return msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, IPC_NOWAIT) >= 0; });
     return reply;
   }
 
@@ -156,9 +156,9 @@ class ServiceTest : public testing::Test {
   static int Ask(int32_t id, const std::string& path, size_t size = 0) {
     Send(77, id, path, size);
     const CommandReply reply = Receive(77);
-    EXPECT_EQ(reply.SenderType, 1);
-    EXPECT_EQ(reply.MessageId, id);
-    EXPECT_EQ(reply.DataLength, 4);
+    EXPECT_EQ(reply.SenderType, 1) << path;
+    EXPECT_EQ(reply.MessageId, id) << path;
+    EXPECT_EQ(reply.DataLength, 4) << path;
     return reply.Result;
   }
 
@@ -193,7 +193,9 @@ class ServiceTest : public testing::Test {
 
   static void WaitUntil(const std::string& fact, const std::function<bool()>& holds) {
     for (int milliseconds = 0; !holds(); ++milliseconds) {
-      ASSERT_LT(milliseconds, 10000) << "waited in vain until " << fact;
+      if (milliseconds == 10000) {
+        throw std::runtime_error("waited in vain until " + fact);
+      }
       usleep(1000);
     }
   }
