@@ -46,8 +46,7 @@ class ServiceTest : public testing::Test {
     std::filesystem::create_directory("w");
     signal(SIGALRM, [](int) {
       execl("/bin/sh", "sh", "-c",
-            "touch log output; echo 'This test was ended after 20 s. The log since it was last "
-            "taken:'; cat log;"
+            "touch log output; echo 'Ended after 20 s. The log since it was last taken:'; cat log;"
             "echo 'What the last program printed:'; cat output; exit 1",
             nullptr);
     });
