@@ -39,7 +39,6 @@ timeval ToTimeval(microseconds time) {
 class Interruption {
  public:
   explicit Interruption(microseconds limit) {
-    setitimer(ITIMER_REAL, &stopped, &previousTimes);
     struct sigaction action = {};
     action.sa_handler = [](int) {};
     sigaction(SIGALRM, &action, &previousAction);
@@ -50,19 +49,17 @@ class Interruption {
     // A limit of 0 would leave the timer off.
     const itimerval times = {ToTimeval(std::chrono::milliseconds(10)),
                              ToTimeval(std::max(limit, microseconds(1)))};
-    setitimer(ITIMER_REAL, &times, nullptr);
+    setitimer(ITIMER_REAL, &times, &previousTimes);
   }
   ~Interruption() {
-    setitimer(ITIMER_REAL, &stopped, nullptr);
+    setitimer(ITIMER_REAL, &previousTimes, nullptr);
     sigprocmask(SIG_SETMASK, &previousMask, nullptr);
     sigaction(SIGALRM, &previousAction, nullptr);
-    setitimer(ITIMER_REAL, &previousTimes, nullptr);
   }
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
 
  private:
-  const itimerval stopped = {};
   struct sigaction previousAction;
   sigset_t previousMask;
   itimerval previousTimes;

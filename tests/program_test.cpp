@@ -28,6 +28,7 @@ TEST_F(ProgramTest, ServesUntilASignal) {
     WaitUntil("the queue is there", [] { return Queue() >= 0; });
     EXPECT_EQ(QueueStatus().msg_perm.mode, 0666);
     EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/x.xml"), 0);
+    EXPECT_EQ(Query("SELECT DateFrom, DateTo FROM Recording"), "0|0|");
     EXPECT_EQ(End(service, signal), 0);
     EXPECT_EQ(Queue(), -1);
     EXPECT_EQ(Take("log"),

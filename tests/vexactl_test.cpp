@@ -45,6 +45,8 @@ TEST_F(VexactlTest, OutlastsALockOnTheCatalogue) {
   sqlite3* locker;
   sqlite3_open("db", &locker);
   sqlite3_exec(locker, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/a.xml"), 5);
+  EXPECT_LOGGED("27 [VexaManager]  Failed to delete clip (a.*)\n");
   const pid_t vexactl = Execute(VEXACTL "insert a.xml");
   WaitUntil("it is refused", [] { return std::filesystem::exists("log"); });
   sqlite3_close(locker);
