@@ -42,8 +42,8 @@ int main(int argc, char** argv) {
     return 1;
   }
   syslog(LOG_DAEMON | LOG_INFO, "[main] Creating manager...\n");
-  std::optional<VexaManager>
-      manager;  // destroyed when the queue has been removed; closes the database
+  // Destroyed when the queue has been removed, which closes the database.
+  std::optional<VexaManager> manager;
   const int result = RunManager(argv[1], queueId, argv[2], &manager);
   activeManager = nullptr;
   if (result != 0) {
