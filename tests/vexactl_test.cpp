@@ -25,9 +25,9 @@ TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
   WriteClip("a.xml");
   Write("empty.xml", "<clip/>");
   EXPECT_EQ(
-      Run(VEXACTL "insert a.xml none empty.xml a.xml"),
+      Run(VEXACTL "insert a.xml x empty.xml a.xml"),
       "1 inserted a.xml\n"
-      "vexactl: none: refused with 3 (most likely vexamgr can't find the file or may not read it)\n"
+      "vexactl: x: refused with 3 (most likely vexamgr can't find the file or may not read it)\n"
       "vexactl: empty.xml: refused with 22 (the content of the clip description is unusable)\n"
       "inserted a.xml\n");
   EXPECT_EQ(Run(VEXACTL "delete --timeout 86400 -- -x"),
@@ -60,7 +60,7 @@ TEST_F(VexactlTest, SendsNothingForHelpAndWrongUse) {
   EXPECT_EQ(Run(VEXACTL "-h"), Run(VEXACTL "--help"));
   const std::string wrongUses[] = {
       "remove x",
-      "ping --unknown",
+      "--unknown ping",
       "insert x --content y",
       "delete y " + std::string(1500, 'x'),
       "ping --timeout 0",
