@@ -44,8 +44,7 @@ TEST_F(CatalogueTest, AScanStopsAtTheFirstFailureOfItsReverseWalk) {
 }
 
 TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
-  // A table SCHEMA leaves the database empty to IsEmpty, which compares letter case, as SQLite does
-  // not.
+  // To IsEmpty, SCHEMA is another name than Schema; to SQLite it is the same.
   for (const std::string table : {"SCHEMA", "CAMERA", "TRACK", "RECORDING"}) {
     Query("CREATE TABLE " + table + " (x)");
     EXPECT_EQ(Populate(), 1) << table;

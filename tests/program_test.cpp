@@ -19,6 +19,7 @@ TEST_F(ProgramTest, TellsWhyItCannotServe) {
       "27 [VexaManager]  Error scanning directories\n"
       "27 [VexaManager]  Failed to populate new database\n"
       "27 [main] Exiting due to error\n");
+  EXPECT_EQ(Queue(), -1);
 }
 
 TEST_F(ProgramTest, ServesUntilASignal) {
