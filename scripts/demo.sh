@@ -3,6 +3,7 @@
 # answers, with the folder of the programs as its argument.
 set -euo pipefail
 programs=$1
+tools=$(realpath "$(dirname "$0")/../tools")
 folder=$(mktemp -d)
 service=
 # Repeats the signal: one that comes between two requests is noticed only after the next.
@@ -60,6 +61,8 @@ run() {
 }
 
 echo
+echo "\$ vexamgr-prepare catalogue.db watch"
+"$tools/vexamgr-prepare" catalogue.db watch
 echo "\$ vexamgr catalogue.db watch"
 LD_LIBRARY_PATH=$programs LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" catalogue.db watch 2>&1 &
 service=$!

@@ -7,26 +7,22 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 usage="Usage: run.sh <databaseFilename> <watchDirectory>
        run.sh
 
-Installs what is missing from Debian's packages, builds vexamgr into build/release and runs it on these
-two, in the foreground, until Ctrl-C; a population in progress is finished first. Without arguments,
-shows it at work on sample clips. Its log lines are shown on standard error as well as sent to the
-system log. Run it as yourself, not with sudo in front: it calls sudo for the packages alone."
+Installs what is missing from Debian's packages, builds vexamgr into build/release, makes the database
+unless it is there, and runs vexamgr on these two, in the foreground, until Ctrl-C; a population in
+progress is finished first. Without arguments, shows it at work on sample clips. Its log lines are
+shown on standard error as well as sent to the system log. Run it as yourself, not with sudo in front:
+it calls sudo for the packages alone."
 if [ $# -eq 1 ] && [[ $1 == -h || $1 == --help ]]; then
   echo "$usage"
   exit
 fi
 if [ $# -eq 2 ]; then
   database=$1
-  # A slash at its end would let deletions hit the wrong clips.
+  # vexamgr takes it without the slashes that a shell's completion adds.
   watch=$2
-  while [[ $watch == */ ]]; do
+  while [[ $watch == ?*/ ]]; do
     watch=${watch%/}
   done
-  # vexamgr would leave an empty catalogue, never to be filled.
-  if [ ! -d "$watch" ]; then
-    echo "run.sh: the watch directory must be a folder that exists, other than /: $2" >&2
-    exit 1
-  fi
 elif [ $# -ne 0 ]; then
   echo "$usage" >&2
   exit 2
@@ -49,12 +45,13 @@ fi
 # that is populating its database does not answer yet.
 if answer=$("$programs/vexactl" --timeout 2 ping 2>&1) ||
   { [[ $answer == *"no answer"* ]] && grep -qsx vexamgr /proc/[0-9]*/comm; }; then
-  echo "vexamgr is running here already: stop it first." >&2
+  echo "vexamgr is running here already. Stop it first: systemctl stop vexamgr, or Ctrl-C where run.sh runs it." >&2
   exit 1
 fi
 if [ $# -eq 0 ]; then
   echo "No IPC namespace can be made here: the demonstration runs without one."
   exec "$root/scripts/demo.sh" "$programs"
 fi
+"$root/tools/vexamgr-prepare" "$database" "$watch"
 exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so \
   "$programs/vexamgr" "$database" "$watch"
