@@ -33,6 +33,7 @@ static void EnterFolder(std::string folder, size_t clips) {
   folder += "/vexamgr-bench-XXXXXX";
   Check(mkdtemp(folder.data()) != nullptr, folder);
   std::filesystem::current_path(folder);
+  Check(system(VEXAMGR_PREPARE " prepared.db") == 0, "preparation");
   paths.clear();
   for (size_t i = 0; i < clips; ++i) {
     std::filesystem::create_directories("watch/" + std::to_string(i / 100));
@@ -60,8 +61,13 @@ static std::array<Times, 2> Measure(size_t turns, const std::array<Work, 2>& wor
   return times;
 }
 
+static void PrepareCatalogue() {
+  std::filesystem::copy_file("prepared.db", "catalogue.db",
+                             std::filesystem::copy_options::overwrite_existing);
+}
+
 static void Populate(size_t /*turn*/) {
-  std::filesystem::remove("catalogue.db");
+  PrepareCatalogue();
   VexaManager manager("catalogue.db", -1, "watch");
   manager.Stop();  // Start ends with the population
   Check(manager.Start() == 0, "population");
@@ -69,7 +75,7 @@ static void Populate(size_t /*turn*/) {
 
 // The same parses and statements, without what the service does around them.
 static void ParseAndExecute(size_t /*turn*/) {
-  std::filesystem::remove("catalogue.db");
+  PrepareCatalogue();
   VexaDAO dao("catalogue.db");
   dao.CreateNewDatabase("", "", "", "");
   dao.InsertRecording(0, 0, "", 0, {}, 0);
@@ -114,8 +120,13 @@ static void Echo() {
   }
 }
 
+static void Print(const std::string& what, double value) {
+  printf("%-70s %8.2f\n", what.c_str(), value);
+}
+
 // Measures two kinds of requests to a server in a process of its own.
-static void MeasureServer(void (*serve)(), const char* what, const std::array<Work, 2>& works) {
+static void MeasureServer(void (*serve)(), const std::array<const char*, 2>& names,
+                          const std::array<Work, 2>& works) {
   const pid_t server = fork();
   if (server == 0) {
     serve();
@@ -124,11 +135,12 @@ static void MeasureServer(void (*serve)(), const char* what, const std::array<Wo
   while (msgget(COMMAND_QUEUE_KEY, 0) < 0) {
     usleep(1000);
   }
-  const auto [first, second] = Measure(10000, works);
-  const size_t median = first.size() / 2;
-  const size_t percentile99 = first.size() * 99 / 100;
-  printf("%-40s median %6.1f and %6.1f us, 99th percentile %6.1f and %6.1f us\n", what,
-         first[median], second[median], first[percentile99], second[percentile99]);
+  const std::array<Times, 2> times = Measure(10000, works);
+  for (size_t i = 0; i < 2; ++i) {
+    const std::string name = names[i];
+    Print(name + ", median, us", times[i][times[i].size() / 2]);
+    Print(name + ", 99th percentile, us", times[i][times[i].size() * 99 / 100]);
+  }
   const std::string rollup = "/proc/" + std::to_string(server) + "/smaps_rollup";
   Check(system(("grep -e ^Rss -e ^Private_Dirty " + rollup).c_str()) == 0, rollup);
   msgctl(msgget(COMMAND_QUEUE_KEY, 0), IPC_RMID, nullptr);
@@ -136,11 +148,13 @@ static void MeasureServer(void (*serve)(), const char* what, const std::array<Wo
 
 static void Serve() { execl(VEXAMGR, VEXAMGR, "catalogue.db", "watch", nullptr); }
 
-static void MeasurePopulation(const std::string& folder, double clips) {
-  EnterFolder(folder, static_cast<size_t>(clips));
+static void MeasurePopulation(const std::string& folder, size_t clips) {
+  EnterFolder(folder, clips);
   const auto [service, bare] = Measure(5, {Populate, ParseAndExecute});
-  printf("%s: populate %.0f: %.1f us a clip, %.2f times the bare calls\n", folder.c_str(), clips,
-         service[0] / clips, service[0] / bare[0]);
+  const std::string of = " of " + std::to_string(clips);
+  Print("a clip of a population" + of + ", us", service[0] / static_cast<double>(clips));
+  Print("a population" + of + ", as a multiple of its parses and statements alone",
+        service[0] / bare[0]);
 }
 
 int main(int argc, char** argv) {
@@ -151,14 +165,15 @@ int main(int argc, char** argv) {
   setlogmask(LOG_MASK(LOG_ERR));  // tens of thousands of lines are no use to the system log
   const std::array<Work, 2> updates = {Requests(COMMAND_UPDATE_RECORDING),
                                        Requests(COMMAND_UPDATE_RECORDING, true)};
-  MeasureServer(Echo, "echo, through the requester and bare", updates);
+  MeasureServer(Echo, {"an echo through the requester", "an echo"}, updates);
   for (const std::string& folder : std::vector<std::string>{"/dev/shm", argv[1]}) {
+    printf("\nIn %s:\n", folder.c_str());
     MeasurePopulation(folder, 10000);
     LeaveFolder();
     MeasurePopulation(folder, 1000);
-    MeasureServer(Serve, "insert and delete",
+    MeasureServer(Serve, {"an insertion", "a deletion from 1000 tracks"},
                   {Requests(COMMAND_INSERT_CLIP), Requests(COMMAND_DELETE_CLIP)});
-    MeasureServer(Serve, "update, through the requester and bare", updates);
+    MeasureServer(Serve, {"an update", "an update by bare system calls"}, updates);
     LeaveFolder();
   }
 }
