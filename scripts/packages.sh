@@ -16,6 +16,10 @@ install_packages() {
     return 0
   fi
   if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "There is no sudo here: run this once as root, or install as root: ${missing[*]}" >&2
+      return 1
+    fi
     as_root=(sudo)
   fi
   echo "Installing from Debian's packages: ${missing[*]}"
