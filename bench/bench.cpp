@@ -3,6 +3,7 @@
 
 #include <err.h>
 #include <sys/msg.h>
+#include <sys/wait.h>
 #include <syslog.h>
 #include <tinyxml2.h>
 #include <unistd.h>
@@ -105,9 +106,8 @@ static Work Requests(int32_t id, bool bare = false) {
     CommandMessage request = {0, 0, id, 0, {}};
     request.Update.Id = 1;
     request.Update.MaxRetentionTime = static_cast<uint32_t>(2 * turn + bare);  // a change
-    const size_t size = id == COMMAND_UPDATE_RECORDING
-                            ? COMMAND_UPDATE_SIZE
-                            : MakePathRequest(id, paths[turn % paths.size()], &request);
+    const size_t size = id == COMMAND_UPDATE_RECORDING ? COMMAND_UPDATE_SIZE
+                                                       : MakePathRequest(id, paths[0], &request);
     Exchange(request, size, bare);
   };
 }
@@ -135,7 +135,7 @@ static void MeasureServer(void (*serve)(), const std::array<const char*, 2>& nam
   while (msgget(COMMAND_QUEUE_KEY, 0) < 0) {
     usleep(1000);
   }
-  const std::array<Times, 2> times = Measure(10000, works);
+  const std::array<Times, 2> times = Measure(3000, works);
   for (size_t i = 0; i < 2; ++i) {
     const std::string name = names[i];
     Print(name + ", median, us", times[i][times[i].size() / 2]);
@@ -144,17 +144,16 @@ static void MeasureServer(void (*serve)(), const std::array<const char*, 2>& nam
   const std::string rollup = "/proc/" + std::to_string(server) + "/smaps_rollup";
   Check(system(("grep -e ^Rss -e ^Private_Dirty " + rollup).c_str()) == 0, rollup);
   msgctl(msgget(COMMAND_QUEUE_KEY, 0), IPC_RMID, nullptr);
+  waitpid(server, nullptr, 0);
 }
 
 static void Serve() { execl(VEXAMGR, VEXAMGR, "catalogue.db", "watch", nullptr); }
 
-static void MeasurePopulation(const std::string& folder, size_t clips) {
-  EnterFolder(folder, clips);
-  const auto [service, bare] = Measure(5, {Populate, ParseAndExecute});
-  const std::string of = " of " + std::to_string(clips);
-  Print("a clip of a population" + of + ", us", service[0] / static_cast<double>(clips));
-  Print("a population" + of + ", as a multiple of its parses and statements alone",
-        service[0] / bare[0]);
+// Leaves the catalogue of a population.
+static void MeasurePopulation() {
+  const auto [bare, service] = Measure(5, {ParseAndExecute, Populate});
+  Print("a clip of a population, us", service[0] / static_cast<double>(paths.size()));
+  Print("a population, as a multiple of its parses and statements alone", service[0] / bare[0]);
 }
 
 int main(int argc, char** argv) {
@@ -167,13 +166,14 @@ int main(int argc, char** argv) {
                                        Requests(COMMAND_UPDATE_RECORDING, true)};
   MeasureServer(Echo, {"an echo through the requester", "an echo"}, updates);
   for (const std::string& folder : std::vector<std::string>{"/dev/shm", argv[1]}) {
-    printf("\nIn %s:\n", folder.c_str());
-    MeasurePopulation(folder, 10000);
-    LeaveFolder();
-    MeasurePopulation(folder, 1000);
-    MeasureServer(Serve, {"an insertion", "a deletion from 1000 tracks"},
-                  {Requests(COMMAND_INSERT_CLIP), Requests(COMMAND_DELETE_CLIP)});
-    MeasureServer(Serve, {"an update", "an update by bare system calls"}, updates);
-    LeaveFolder();
+    for (const size_t clips : std::vector<size_t>{1000, 10000}) {
+      printf("\nIn %s, a catalogue of %zu clips:\n", folder.c_str(), clips);
+      EnterFolder(folder, clips);
+      MeasurePopulation();
+      MeasureServer(Serve, {"an insertion", "a deletion"},
+                    {Requests(COMMAND_INSERT_CLIP), Requests(COMMAND_DELETE_CLIP)});
+      MeasureServer(Serve, {"an update", "an update by bare system calls"}, updates);
+      LeaveFolder();
+    }
   }
 }

@@ -9,5 +9,5 @@ cmake --preset release >/dev/null
 cmake --build --preset release --target vexamgr_bench
 folder=$(realpath "${1:-build}")
 trap 'rm -rf {/dev/shm,"$folder"}/vexamgr-bench-??????' EXIT
-echo "This takes three minutes, and longer on a slow disk."
+echo "This takes a minute, and longer on a slow disk."
 in_ipc_namespace build/release/vexamgr_bench "$folder"
