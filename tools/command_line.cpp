@@ -2,7 +2,6 @@
 
 #include <getopt.h>
 
-#include <array>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -45,7 +44,7 @@ const option kOptions[] = {
 static_assert(std::size(kOptions) == kOptionCount + 1);
 
 // The argument of each option, empty for one that takes none; null where it was not given.
-using Arguments = std::array<const char*, kOptionCount>;
+using Arguments = const char* [kOptionCount];
 
 std::string Name(int option) { return std::string("--") + kOptions[option].name; }
 
@@ -64,7 +63,7 @@ bool ReadOptions(int argc, char** argv, Arguments* arguments) {
     if (option == 'h') {
       option = kHelp;
     }
-    const char*& argument = (*arguments)[static_cast<size_t>(option)];
+    const char*& argument = (*arguments)[option];
     if (argument != nullptr) {
       return WrongUse(Name(option) + " is given twice");
     }
@@ -95,7 +94,7 @@ bool CheckLength(const std::string& what, std::string_view text, size_t least, s
 
 bool CheckNoTexts(const Arguments& arguments) {
   for (int option = kContent; option < kOptionCount; ++option) {
-    if (arguments[static_cast<size_t>(option)] != nullptr) {
+    if (arguments[option] != nullptr) {
       return WrongUse(Name(option) + " goes with update only");
     }
   }
@@ -147,7 +146,7 @@ bool ReadUpdate(const Arguments& arguments, int count, char** ids, std::vector<R
     return WrongUse("update takes one recording ID");
   }
   for (int option = kContent; option < kOptionCount; ++option) {
-    if (arguments[static_cast<size_t>(option)] == nullptr) {
+    if (arguments[option] == nullptr) {
       return WrongUse("update replaces all columns and needs " + Name(option));
     }
   }
