@@ -64,7 +64,7 @@ TEST_F(CatalogueTest, TheTextsOfTheCameraMayHave212Bytes) {
 TEST_F(CatalogueTest, QuotesAreStoredAsTheyAre) {
   ASSERT_EQ(Populate(), 0);
   VexaDAO dao("db");
-  EXPECT_EQ(dao.InsertTrack({400, 600, kTriggerUser, "'); DELETE FROM Track; --%s\xff"}), 0);
+  EXPECT_EQ(dao.InsertTrack(TrackRecord{4, 6, kTriggerUser, "'); DELETE FROM Track; --%s\xff"}), 0);
   EXPECT_EQ(Query("SELECT Path FROM Track"), "'); DELETE FROM Track; --%s\xff|");
   RecordingUpdate quotesToTheEndOfEachField;
   memset(&quotesToTheEndOfEachField, '\'', sizeof(RecordingUpdate));
