@@ -33,7 +33,7 @@ echo "Building into build/release"
 (
   cd "$root"
   cmake --preset release >/dev/null
-  cmake --build --preset release
+  cmake --build --preset release --target all log_to_stderr
 )
 programs=$root/build/release
 
