@@ -26,34 +26,39 @@ int scan_dir_filter(const dirent* entry) {
 
 // What scandir(3) lists of one directory, in the order of its stream.
 struct DirectoryListing {
-  explicit DirectoryListing(const std::string& directory)
-      : count(scandir(directory.c_str(), &entries, scan_dir_filter, nullptr)) {}
+  explicit DirectoryListing(const std::string& directory) {
+    count = scandir(directory.c_str(), &entries, scan_dir_filter, nullptr);
+  }
   ~DirectoryListing() {
-    for (int i = 0; i < count; ++i) {
-      free(entries[i]);
+    while (count > 0) {
+      RemoveLast();
     }
     free(entries);
   }
   DirectoryListing(const DirectoryListing&) = delete;
   DirectoryListing& operator=(const DirectoryListing&) = delete;
 
+  void RemoveLast() { free(entries[--count]); }
+
   dirent** entries = nullptr;
-  const int count;  // -1, with errno set, for a directory that can't be read
+  int count = 0;  // -1, with errno set, for a directory that can't be read
 };
 
 }  // namespace
 
 int VexaManager::ScanDirectory(const std::string& directory) {
-  const DirectoryListing listing(directory);
+  DirectoryListing listing(directory);
   if (listing.count < 0) {
     const int error = errno;
     syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Error scanning directory (%d) %s\n", error,
            strerror(error));
     return error;
   }
-  // From the last entry to the first, so that at a failure i is the number of those not processed.
-  for (int i = listing.count - 1; i >= 0; --i) {
-    const dirent* entry = listing.entries[i];
+  // From the last entry to the first. Each is released after its turn: in a deep tree, the listings
+  // of all levels are held at once.
+  for (; listing.count > 0; listing.RemoveLast()) {
+    const int unprocessed = listing.count - 1;
+    const dirent* entry = listing.entries[unprocessed];
     const std::string path = directory + "/" + entry->d_name;
     if (entry->d_type == DT_REG) {
       if (const int error = InsertClip(path); error != 0) {
@@ -61,8 +66,8 @@ int VexaManager::ScanDirectory(const std::string& directory) {
       }
     } else if (const int error = ScanDirectory(path); error != 0) {
       syslog(LOG_DAEMON | LOG_ERR,
-             "[VexaManager]  Error scanning directory %d files not processed in (%s)\n", i,
-             path.c_str());
+             "[VexaManager]  Error scanning directory %d files not processed in (%s)\n",
+             unprocessed, path.c_str());
       return error;
     }
   }
