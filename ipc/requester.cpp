@@ -34,36 +34,25 @@ timeval ToTimeval(microseconds time) {
 }
 
 // Interrupts blocked system calls with SIGALRM once the limit has passed, and again each 10 ms: one
-// signal alone could come before the call that it is to interrupt. The end of the scope restores
-// the signal's disposition, the mask and the timer.
-class Interruption {
- public:
-  explicit Interruption(microseconds limit) {
-    struct sigaction action = {};
-    action.sa_handler = [](int) {};
-    sigaction(SIGALRM, &action, &previousAction);
-    sigset_t alarm;
-    sigemptyset(&alarm);
-    sigaddset(&alarm, SIGALRM);
-    sigprocmask(SIG_UNBLOCK, &alarm, &previousMask);
-    // A limit of 0 would leave the timer off.
-    const itimerval times = {ToTimeval(std::chrono::milliseconds(10)),
-                             ToTimeval(std::max(limit, microseconds(1)))};
-    setitimer(ITIMER_REAL, &times, &previousTimes);
-  }
-  ~Interruption() {
-    setitimer(ITIMER_REAL, &previousTimes, nullptr);
-    sigprocmask(SIG_SETMASK, &previousMask, nullptr);
-    sigaction(SIGALRM, &previousAction, nullptr);
-  }
-  Interruption(const Interruption&) = delete;
-  Interruption& operator=(const Interruption&) = delete;
+// signal alone could come before the call that it is to interrupt.
+void StartInterruptions(microseconds limit) {
+  struct sigaction action = {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGALRM, &action, nullptr);
+  sigset_t alarm;
+  sigemptyset(&alarm);
+  sigaddset(&alarm, SIGALRM);
+  sigprocmask(SIG_UNBLOCK, &alarm, nullptr);
+  // A limit of 0 would leave the timer off.
+  const itimerval times = {ToTimeval(std::chrono::milliseconds(10)),
+                           ToTimeval(std::max(limit, microseconds(1)))};
+  setitimer(ITIMER_REAL, &times, nullptr);
+}
 
- private:
-  struct sigaction previousAction;
-  sigset_t previousMask;
-  itimerval previousTimes;
-};
+void StopInterruptions() {
+  const itimerval off = {};
+  setitimer(ITIMER_REAL, &off, nullptr);
+}
 
 // Calls a blocking queue operation until it succeeds, fails otherwise than by being interrupted, or
 // the deadline has passed. Returns 0, the operation's errno or ETIMEDOUT.
@@ -106,13 +95,14 @@ int SendRequest(int queueId, CommandMessage* request, size_t textSize,
   DrainReplies(queueId, type);
   request->mtype = COMMAND_REQUEST_TYPE;
   request->SenderType = type;
-  const Interruption interruption(limit);
-  int error = CallUntil(deadline, [&] { return msgsnd(queueId, request, textSize, 0); });
-  if (error != 0) {
-    return error;
-  }
   CommandReply reply;
-  error = CallUntil(deadline, [&] { return msgrcv(queueId, &reply, COMMAND_REPLY_SIZE, type, 0); });
+  StartInterruptions(limit);
+  int error = CallUntil(deadline, [&] { return msgsnd(queueId, request, textSize, 0); });
+  if (error == 0) {
+    error =
+        CallUntil(deadline, [&] { return msgrcv(queueId, &reply, COMMAND_REPLY_SIZE, type, 0); });
+  }
+  StopInterruptions();
   if (error == 0) {
     *result = reply.Result;
   }

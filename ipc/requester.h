@@ -29,8 +29,7 @@ size_t MakePathRequest(int32_t messageId, std::string_view path, CommandMessage*
 // requests. First drains the replies that wait for an earlier process of that id. After ETIMEDOUT
 // the request may still be carried out; a reply to it that comes after the drain of the process's
 // next request is taken for the answer to that one.
-// Uses SIGALRM and the timer of setitimer(2), and restores both. So an alarm(2) of the caller comes
-// later by the time that the call took.
+// SIGALRM and the timer of setitimer(2) are its own: it leaves the timer off and restores nothing.
 int SendRequest(int queueId, CommandMessage* request, size_t textSize,
                 std::chrono::milliseconds limit, int32_t* result);
 
