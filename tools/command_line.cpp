@@ -55,6 +55,8 @@ bool WrongUse(const std::string& what) {
 
 bool ReadOptions(int argc, char** argv, Arguments* arguments) {
   unsetenv("POSIXLY_CORRECT");  // options may follow the command and its files
+  static char name[] = "vexactl";
+  argv[0] = name;  // getopt_long's messages begin with it
   int option;
   while ((option = getopt_long(argc, argv, "h", kOptions, nullptr)) != -1) {
     if (option == '?') {
@@ -64,7 +66,7 @@ bool ReadOptions(int argc, char** argv, Arguments* arguments) {
       option = kHelp;
     }
     const char*& argument = (*arguments)[option];
-    if (argument != nullptr) {
+    if (argument != nullptr && optarg != nullptr) {
       return WrongUse(Name(option) + " is given twice");
     }
     argument = optarg != nullptr ? optarg : "";
