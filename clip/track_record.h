@@ -14,10 +14,10 @@ enum TriggerType : uint32_t {
 
 // One clip: a row of the Track table.
 struct TrackRecord {
-  uint32_t DateFrom;     // seconds since 1970-01-01T00:00:00 UTC, modulo 2^32
+  uint32_t DateFrom;     // as ParseDateTime gives it
   uint32_t DateTo;       // the same; not necessarily later than DateFrom
   uint32_t TriggerType;  // one value of the enumeration above
-  char Path[128];        // where the clip's media lies; NUL-terminated, at most 127 bytes
+  char Path[128];        // of the clip's media; cut to fit, with its NUL
 };
 
 #endif

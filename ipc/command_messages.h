@@ -4,8 +4,8 @@
  * One System V message queue (see sysvipc(7)) carries both directions. A requester opens it with
  * msgget(COMMAND_QUEUE_KEY, 0), sends a CommandMessage of type COMMAND_REQUEST_TYPE with msgsnd(2)
  * and waits with msgrcv(2) for the CommandReply of the type that it named in SenderType. Sizes
- * given to msgsnd and msgrcv, and the offsets below, count from the first byte after mtype. All
- * integers are in the host's byte order. */
+ * and the offsets below leave mtype out, as msgsnd and msgrcv do. Integers have the byte order of
+ * the machine. */
 #ifndef VEXAMGR_IPC_COMMAND_MESSAGES_H
 #define VEXAMGR_IPC_COMMAND_MESSAGES_H
 
@@ -46,9 +46,9 @@
  *      784     4  MaxRetentionTime
  *     1308        end */
 typedef struct RecordingUpdate {
-  int32_t Id;        /* selects the Recording row; 1 is the one that the service creates */
+  int32_t Id;        /* of the recording; 1 is the one that the service keeps */
   char Unused4[8];   /* not read */
-  char Content[132]; /* at most 131 characters, the texts below 127 */
+  char Content[132]; /* up to 131 characters and a NUL, the texts below up to 127 */
   char SourceId[128];
   char SourceName[128];
   char SourceLocation[128];
@@ -69,7 +69,7 @@ typedef struct CommandMessage {
   long mtype;         /* COMMAND_REQUEST_TYPE */
   int32_t SenderType; /* where the requester awaits the reply: positive, not 1, its own alone */
   int32_t MessageId;
-  int32_t DataLength; /* number of data bytes; the service goes by the size of the message */
+  int32_t DataLength; /* bytes of data; the service goes by the size of the message */
   union {
     char Data[COMMAND_DATA_SIZE];
     RecordingUpdate Update;
@@ -96,7 +96,7 @@ typedef struct CommandReply {
   long mtype;         /* the request's SenderType */
   int32_t SenderType; /* COMMAND_REQUEST_TYPE */
   int32_t MessageId;  /* the request's */
-  int32_t DataLength; /* 4, the size of Result */
+  int32_t DataLength; /* sizeof Result */
   int32_t Result;
 } CommandReply;
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-// Appends the hardware address of eth0 to *address, as twelve upper-case hexadecimal digits.
+// Appends the hardware address of eth0 to *address, in the form "02005E10A0FF".
 // Returns 0, or logs the call that failed and returns -1 with *address unchanged. See netdevice(7).
 // Nothing calls it yet: it is there for PopulateNewDatabase, whose camera has no serial number.
 int net_get_hwaddr(std::string* address);
