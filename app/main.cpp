@@ -12,7 +12,7 @@
 
 namespace {
 
-// Constructs the manager and runs it until the service ends. Returns 0 for a normal end.
+// Runs the service in *manager, on a queue that is there. Returns 0, or the error that ended it.
 int RunManager(const char* databaseFilename, int queueId, const char* watchDirectory,
                std::optional<VexaManager>* manager) {
   try {
@@ -36,13 +36,15 @@ int main(int argc, char** argv) {
     return 1;
   }
   InstallSignalHandler();
+  // Before the database: see doc/compatibility.md.
   const int queueId = msgget(COMMAND_QUEUE_KEY, IPC_CREAT | 0666);
   if (queueId < 0) {
     syslog(LOG_DAEMON | LOG_ERR, "[main] Failed to create message queue\n");
     return 1;
   }
   syslog(LOG_DAEMON | LOG_INFO, "[main] Creating manager...\n");
-  // Destroyed when the queue has been removed, which closes the database.
+  // Declared here to outlast the queue: nobody waits in it while the database is closed, and the
+  // line of a failed close is the last one.
   std::optional<VexaManager> manager;
   const int result = RunManager(argv[1], queueId, argv[2], &manager);
   activeManager = nullptr;

@@ -5,15 +5,16 @@
 
 class VexaManager;
 
-// The manager that SIGINT and SIGTERM stop; null while there is none, when they have no effect.
+// The manager that SIGINT and SIGTERM stop. While it is null, they are lost: see
+// doc/compatibility.md.
 extern std::atomic<VexaManager*> activeManager;
 static_assert(std::atomic<VexaManager*>::is_always_lock_free, "read by a signal handler");
 
-// Installs HandleSignal for SIGINT and SIGTERM, without flags. A receive that it interrupts fails
-// with EINTR, which ends the service: msgrcv(2) is never restarted, see signal(7).
+// Has HandleSignal called for these two. A receive that it interrupts fails with EINTR, which ends
+// the service: msgrcv(2) is never restarted, see signal(7).
 void InstallSignalHandler();
 
-// Stops the active manager on SIGINT or SIGTERM; any other signal has no effect.
+// Stops the active manager if the signal is one of the two.
 void HandleSignal(int signal);
 
 #endif

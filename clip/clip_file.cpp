@@ -29,7 +29,8 @@ int LogParserError(XMLError error, const char* path, const char* cause) {
 
 // Loads the file at the path into *document. Returns 0, or logs why not and returns the error.
 int LoadDocument(const char* path, XMLDocument* document) {
-  // Opened here, since tinyxml2 leaves a file that it has opened open when memory is short.
+  // Opened here, where it is closed in any case: a file that tinyxml2 opens stays open if memory
+  // runs short.
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "rb"), fclose);
   if (file == nullptr) {
     const char* reason = strerror(errno);

@@ -13,7 +13,8 @@
 
 namespace {
 
-// What a fixed-form statement is cut to: 254 characters and their NUL.
+// Room for the first 254 characters of a statement and a NUL. Most longer ones fail, as requesters
+// expect. An update must not, so it has no such limit: see doc/compatibility.md.
 constexpr size_t kStatementSize = 255;
 
 // The text with every single quote doubled, as it must stand between single quotes in SQL.
@@ -34,7 +35,7 @@ std::string EscapedField(const char (&field)[size]) {
   return EscapeQuotes(std::string_view(field, strnlen(field, size)));
 }
 
-// A row callback of sqlite3_exec: stores the first column into the long that `count` points to.
+// The row callback of sqlite3_exec for a query of one number; `count` is the long that receives it.
 // SQLite hands over a null, which fails the query, when it has no memory for the column's text.
 int ReadCountCallback(void* count, int /*columns*/, char** values, char** /*names*/) {
   if (values[0] == nullptr) {

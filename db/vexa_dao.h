@@ -21,11 +21,11 @@ static_assert(sizeof(RecordingSource) == 640, "five texts of 128");
 // The recording database: the only connection to it and every SQL statement that is run on it.
 //
 // Operations return 0 or SQLite's result code, logged with its generic text. Each statement commits
-// by itself; a statement that fails changes nothing, and the connection stays usable. A lock held
-// by another process fails a statement at once with SQLITE_BUSY (5). Text values may hold anything:
-// single quotes are doubled. The statements of InsertCamera, InsertRecording, InsertTrack and
-// DeleteTrack are cut after 254 characters, which fails a longer one with SQLITE_ERROR (1) unless
-// all that is lost is the closing ";".
+// by itself; one that fails changes nothing and is no hindrance to the next. None waits for another
+// process's lock: it fails with SQLITE_BUSY (5). Text values may hold anything: single quotes are
+// doubled. The statements of InsertCamera, InsertRecording, InsertTrack and DeleteTrack are cut
+// after 254 characters, which fails a longer one with SQLITE_ERROR (1) unless all that is lost is
+// the closing ";". See doc/compatibility.md before you change any of this.
 class VexaDAO {
  public:
   // Opens the database file, creating it if need be. Throws SQLite's result code, an int, if that
@@ -35,7 +35,8 @@ class VexaDAO {
   VexaDAO(const VexaDAO&) = delete;
   VexaDAO& operator=(const VexaDAO&) = delete;
 
-  // 1 if the database has no table named Schema, else 0; also 0 if that can't be found out.
+  // 1 for a new database, one without a table named Schema; 0 for any other, and for one that can't
+  // be looked into: see doc/compatibility.md.
   int IsEmpty();
 
   // Creates the schema, its Schema row and its Camera row. For an empty database only: a creation
@@ -43,20 +44,20 @@ class VexaDAO {
   int CreateNewDatabase(const char* manufacturerName, const char* productName,
                         const char* modelName, const char* serialNumber);
 
-  // Adds the Camera row; the last step of CreateNewDatabase.
+  // Adds the Camera row, for CreateNewDatabase.
   int InsertCamera(const char* manufacturerName, const char* productName, const char* modelName,
                    const char* serialNumber);
 
-  // Adds a Recording row with the next free Id: 1, the one that follows the tracks' dates, in a new
-  // database.
+  // Adds a Recording row, with an Id of SQLite's choice: 1 in a new database, for the row whose
+  // dates follow the tracks.
   int InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::string& content,
                       uint32_t status, const RecordingSource& source, uint32_t maxRetentionTime);
 
   // Adds a Track row, though there may be an equal one already.
   int InsertTrack(const TrackRecord& track);
 
-  // Deletes every track whose Path contains the fragment; an empty one is contained in all. Finding
-  // none is success.
+  // Deletes the tracks with the fragment anywhere in their Path, all of them for an empty one.
+  // Finding none is success.
   int DeleteTrack(const char* pathFragment);
 
   // Replaces the descriptive columns of the Recording row update.Id. Finding no such row is

@@ -25,10 +25,11 @@ int VexaManager::DeleteClip(const std::string& path) {
   if (path.compare(0, watchDirectory.size(), watchDirectory) != 0 || !HasClipFileSuffix(path)) {
     return -1;
   }
-  const size_t start = watchDirectory.size() + 1;  // after the separator
+  // After the separator, whatever stands there: see doc/compatibility.md.
+  const size_t start = watchDirectory.size() + 1;
   const size_t point = path.size() - kClipFileSuffix.size();
-  // Without a name, the fragment would be empty or a lone point, contained in the Path of clips
-  // that were not meant.
+  // Without a name, what is left, nothing or just a point, would be found in clips that nobody
+  // meant.
   if (point <= start) {
     return -1;
   }

@@ -10,20 +10,19 @@
 
 namespace {
 
-// The path that a request of `size` bytes carries. A path without a NUL ends with the received
-// bytes: what lies after them belongs to earlier requests.
+// The path in a request of `size` bytes. Without a NUL it ends where the request does: what lies
+// after that is left over from a longer one.
 std::string PathOf(const CommandMessage& request, size_t size) {
   return std::string(request.Data, strnlen(request.Data, size - COMMAND_HEADER_SIZE));
 }
 
-// Answers the request in *message, whose header becomes the reply's.
+// Makes the request in *message its own reply, with the same MessageId, and sends it.
 void Reply(int queueId, CommandMessage* message, int32_t result) {
   if (message->SenderType == COMMAND_REQUEST_TYPE) {
     return;  // the reply would come back as a request, without end
   }
   message->mtype = message->SenderType;
   message->SenderType = COMMAND_REQUEST_TYPE;
-  // MessageId stays as it was received.
   message->DataLength = sizeof result;
   memcpy(message->Data, &result, sizeof result);
   msgsnd(queueId, message, COMMAND_REPLY_SIZE, 0);  // a lost reply is the requester's loss
@@ -32,10 +31,10 @@ void Reply(int queueId, CommandMessage* message, int32_t result) {
 }  // namespace
 
 int VexaManager::RunCommandLoop() {
-  CommandMessage message;  // the one area for every request and its reply
+  CommandMessage message;
   int result = 0;
-  // A stop that comes between the test of `running` and the receive is noticed only after the next
-  // request: msgrcv(2) can't test the flag and fall asleep in one step.
+  // What ends the loop, and with which result, is fixed: see doc/compatibility.md. msgrcv(2) can't
+  // test `running` and fall asleep in one step, so a stop in between takes effect after a request.
   while (running) {
     const ssize_t size = msgrcv(queueId, &message, COMMAND_TEXT_SIZE, COMMAND_REQUEST_TYPE, 0);
     if (size < 0) {

@@ -10,9 +10,8 @@
 
 namespace {
 
-// The selector of scandir(3): keeps (1) clip descriptions and subdirectories and drops (0) the
-// rest, links and entries of unknown type too. A leading dot hides a subdirectory, not a clip
-// description.
+// The selector of scandir(3): 1 for a clip description or a subdirectory, 0 for all else, such as a
+// link or an entry of unknown type. A leading dot hides a subdirectory, not a clip description.
 int scan_dir_filter(const dirent* entry) {
   if (entry->d_type == DT_DIR) {
     return entry->d_name[0] != '.' ? 1 : 0;
@@ -54,8 +53,8 @@ int VexaManager::ScanDirectory(const std::string& directory) {
            strerror(error));
     return error;
   }
-  // From the last entry to the first. Each is released after its turn: in a deep tree, the listings
-  // of all levels are held at once.
+  // From the last entry to the first: see doc/compatibility.md. Each is released after its turn, as
+  // the listings of all levels above are held as well.
   for (; listing.count > 0; listing.RemoveLast()) {
     const int unprocessed = listing.count - 1;
     const dirent* entry = listing.entries[unprocessed];

@@ -15,11 +15,12 @@ struct CommandMessage;
 // Operations return 0, or a code that says why not: SQLite's for a failed statement,
 // ParseClipFile's for an unusable clip description, errno for an unreadable directory or a failed
 // receive, -1 for a refused request or an unknown identifier. Each failure is logged, except a
-// refusal.
+// refusal, a reply that is lost and a shortage of memory, which is thrown as std::bad_alloc. Why
+// two blanks follow the bracket in lines of failures: see doc/compatibility.md.
 class VexaManager {
  public:
   // Opens the database; throws SQLite's result code, an int, if that fails. The queue is the
-  // caller's: it is only received from and sent to, and must outlive the manager's Start.
+  // caller's to make and, after Start, to remove.
   VexaManager(const char* databaseFilename, int queue, const char* directory);
   virtual ~VexaManager();
   VexaManager(const VexaManager&) = delete;

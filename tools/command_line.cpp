@@ -167,7 +167,8 @@ bool ReadUpdate(const Arguments& arguments, int count, char** ids, std::vector<R
                     &update.MaxRetentionTime);
 }
 
-// A deletion without a path is refused, before the service does or logs anything.
+// A ping is a deletion without a path. The service refuses it with -1, which tells that it answers,
+// and neither changes nor logs anything for it.
 bool ReadPing(int count, std::vector<Request>* requests) {
   if (count != 0) {
     return WrongUse("ping takes no operand");
