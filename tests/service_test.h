@@ -18,25 +18,27 @@
 #include "ipc/command_messages.h"
 #include "manager/vexa_manager.h"
 
-// Expects the lines, one after the other, somewhere in the log since it was last taken. A line of
+// Takes the log, which is empty then, and expects the lines in it, one after the other. A line of
 // it is "priority text": 27 is LOG_DAEMON | LOG_ERR and 30 LOG_DAEMON | LOG_INFO.
 #define EXPECT_LOGGED(lines) EXPECT_PRED_FORMAT2(testing::IsSubstring, lines, Take("log"))
 
 // A service on the database "db" and the watch directory "w" in a new working directory. A test
-// that fails, or has not ended after 20 s, shows the log and what the last program printed.
+// that fails shows the log since it was last taken and the output of the last program.
 class ServiceTest : public testing::Test {
  protected:
   // Puts the process into an IPC namespace, where the queue's fixed key meets no service of the
-  // machine, and into a network namespace, where lo may become eth0.
+  // machine, and into a network namespace, where lo may become eth0. There it is root, except in a
+  // chroot, which allows no user namespace.
   static void SetUpTestSuite() {
     const int namespaces = CLONE_NEWIPC | CLONE_NEWNET;
-    if (unshare(namespaces) != 0) {  // who is not root must first be the root of a user namespace
-      const std::string user = std::to_string(geteuid());
-      const std::string group = std::to_string(getegid());
-      ASSERT_EQ(unshare(namespaces | CLONE_NEWUSER), 0) << "no namespaces: " << strerror(errno);
+    const std::string user = std::to_string(geteuid());
+    const std::string group = std::to_string(getegid());
+    if (unshare(namespaces | CLONE_NEWUSER) == 0) {
       Write("/proc/self/setgroups", "deny");
       Write("/proc/self/uid_map", "0 " + user + " 1");
       Write("/proc/self/gid_map", "0 " + group + " 1");
+    } else {
+      ASSERT_EQ(unshare(namespaces), 0) << "no namespaces: " << strerror(errno);
     }
   }
 
@@ -44,20 +46,11 @@ class ServiceTest : public testing::Test {
     ASSERT_NE(mkdtemp(folder.data()), nullptr) << folder;
     std::filesystem::current_path(folder);
     std::filesystem::create_directory("w");
-    signal(SIGALRM, [](int) {
-      execl("/bin/sh", "sh", "-c",
-            "touch log output; echo 'Ended after 20 s. The log since it was last taken:'; cat log;"
-            "echo 'What the last program printed:'; cat output; exit 1",
-            nullptr);
-    });
-    alarm(20);
   }
 
   void TearDown() override {
     if (HasFailure()) {
-      ADD_FAILURE() << "The log since it was last taken:\n"
-                    << Take("log") << "What the last program printed:\n"
-                    << Take("output");
+      ADD_FAILURE() << "The log:\n" << Take("log") << "The output:\n" << Take("output");
     }
     msgctl(Queue(), IPC_RMID, nullptr);
     served = {};  // waits for the thread
@@ -79,8 +72,16 @@ class ServiceTest : public testing::Test {
       servingThread = gettid();
       return manager->Start();
     });
-    ASSERT_EQ(Ask(COMMAND_DELETE_CLIP, ""), -1);
+    WaitUntil("it waits for requests", [this] { return Sleeps(servingThread); });
     Take("log");
+  }
+
+  // Awaits the end of the service that Serve started, and returns what Start did.
+  int Ended() {
+    WaitUntil("the service ends", [this] {
+      return served.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
+    return served.get();
   }
 
   static std::string Write(const std::string& path, const std::string& content) {
@@ -105,21 +106,17 @@ class ServiceTest : public testing::Test {
     return std::string(std::istreambuf_iterator(file), {});
   }
 
-  // The values that SQL statements yield, a "|" after each.
+  // The values that SQL statements yield, a "|" after each, or what is wrong with them.
   static std::string Query(const std::string& sql) {
-    const auto append = [](void* values, int columns, char** row, char** /*names*/) {
-      for (int i = 0; i < columns; ++i) {
-        static_cast<std::string*>(values)->append(row[i] != nullptr ? row[i] : "NULL").append("|");
-      }
-      return 0;
-    };
-    std::string values;
+    return Run("sqlite3 -nullvalue NULL -newline '|' db \"" + sql + "\"").substr(2);
+  }
+
+  // Another program's connection, which holds what these statements begin until it is closed.
+  static sqlite3* Hold(const std::string& sql) {
     sqlite3* connection;
     sqlite3_open("db", &connection);
-    EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), append, &values, nullptr), SQLITE_OK)
-        << sql << ": " << sqlite3_errmsg(connection);
-    sqlite3_close(connection);
-    return values;
+    EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    return connection;
   }
 
   // The id of the queue with the key that other programs know, or -1.
@@ -144,17 +141,17 @@ class ServiceTest : public testing::Test {
     ASSERT_EQ(msgsnd(Queue(), area, size, 0), 0) << strerror(errno);
   }
 
-  static CommandReply Receive(int32_t sender) {
+  static CommandReply Receive(const std::string& request) {
     CommandReply reply = {};
-    WaitUntil("a reply comes",
-              [&] { return msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, sender, IPC_NOWAIT) >= 0; });
+    WaitUntil("a reply comes to " + request,
+              [&] { return msgrcv(Queue(), &reply, COMMAND_REPLY_SIZE, 77, IPC_NOWAIT) >= 0; });
     return reply;
   }
 
   // Sends a request and returns the result in its reply.
   static int Ask(int32_t id, const std::string& path, size_t size = 0) {
     Send(77, id, path, size);
-    const CommandReply reply = Receive(77);
+    const CommandReply reply = Receive("request " + std::to_string(id) + " with " + path);
     EXPECT_EQ(reply.SenderType, 1) << path;
     EXPECT_EQ(reply.MessageId, id) << path;
     EXPECT_EQ(reply.DataLength, 4) << path;
@@ -177,10 +174,10 @@ class ServiceTest : public testing::Test {
   // the signal: vexamgr notices one that comes between two requests only after the next.
   static int End(pid_t process, int signal = 0) {
     int status;
-    while (waitpid(process, &status, WNOHANG) == 0) {
+    WaitUntil("a program ends", [&] {
       kill(process, signal);
-      usleep(1000);
-    }
+      return waitpid(process, &status, WNOHANG) != 0;
+    });
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }
 
@@ -199,8 +196,16 @@ class ServiceTest : public testing::Test {
     }
   }
 
+  // Whether a process or a thread sleeps: it waits for a message, for room or for a lock.
+  static bool Sleeps(pid_t id) {
+    std::ifstream status("/proc/" + std::to_string(id) + "/stat");
+    std::string number, name, state;
+    status >> number >> name >> state;
+    return state == "S";
+  }
+
   std::optional<VexaManager> manager;
-  std::future<int> served;  // what the serving thread's Start returned
+  std::future<int> served;
   std::atomic<pid_t> servingThread;
   std::string folder = testing::TempDir() + "vexamgr-XXXXXX";
 };

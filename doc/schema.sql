@@ -1,0 +1,10 @@
+CREATE TABLE Schema (URI VARCHAR(256) NOT NULL, MajorVersion INTEGER NOT NULL, MinorVersion INTEGER NOT NULL);
+CREATE TABLE Camera (ManufacturerName VARCHAR(80) NOT NULL, ProductName VARCHAR(80) NOT NULL, ModelName VARCHAR(80) NOT NULL, SerialNumber VARCHAR(80) NOT NULL);
+CREATE TABLE Track (DateFrom DATETIME NOT NULL, DateTo DATETIME NOT NULL, TriggerType INTEGER NOT NULL, Path VARCHAR(80) NOT NULL);
+CREATE TABLE Recording (Id INTEGER PRIMARY KEY, DateFrom DATETIME NOT NULL, DateTo DATETIME NOT NULL, Content VARCHAR(80), Status VARCHAR(20) NOT NULL, SourceId VARCHAR(128), SourceName VARCHAR(20), SourceLocation VARCHAR(256), SourceDescription VARCHAR(256), SourceAddress VARCHAR(128) NOT NULL, MaxRetentionTime INTEGER NOT NULL);
+CREATE INDEX RecordingDateFromAscending ON Recording ( DateFrom ASC );
+CREATE INDEX RecordingDateToAscending ON Recording ( DateTo ASC );
+CREATE INDEX TrackDateFromAscending ON Track ( DateFrom ASC );
+CREATE INDEX TrackDateToAscending ON Track ( DateTo ASC );
+CREATE TRIGGER ClipInserted AFTER INSERT ON Track BEGIN UPDATE Recording SET DateFrom = (SELECT IFNULL(MIN(Track.DateFrom), 0) FROM Track) WHERE Id = 1;UPDATE Recording SET DateTo = (SELECT IFNULL(MAX(Track.DateTo), 0) FROM Track) WHERE Id = 1;END;
+CREATE TRIGGER ClipDeleted AFTER DELETE ON Track BEGIN UPDATE Recording SET DateFrom = (SELECT IFNULL(MIN(Track.DateFrom), 0) FROM Track) WHERE Id = 1;UPDATE Recording SET DateTo = (SELECT IFNULL(MAX(Track.DateTo), 0) FROM Track) WHERE Id = 1;END;
