@@ -4,6 +4,7 @@
 # architecture. Does nothing if the folder is there already.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/packages.sh
 sysroot=$PWD/build/armhf-sysroot
 if [ -d "$sysroot" ]; then
   exit 0
@@ -14,13 +15,8 @@ trap 'rm -rf "$work"' EXIT
 chmod 755 "$work"
 mkdir -p "$work"/{lists/partial,cache/archives/partial,empty,packages}
 touch "$work/status"
-# From where the machine's own packages come; the main suite alone.
-mirror=$(apt-get indextargets --format '$(REPO_URI)' \
-  'Created-By: Packages' 'Codename: bookworm' 'Component: main' | head -n 1)
-if [ -z "$mirror" ]; then
-  echo "apt knows no mirror of bookworm: run apt-get update first" >&2
-  exit 1
-fi
+mirror=$(debian_mirror)
+# The main suite alone.
 echo "deb $mirror bookworm main" >"$work/sources.list"
 options=(
   -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root

@@ -3,6 +3,7 @@
 # What every build needs.
 library_packages=(cmake libsqlite3-dev libtinyxml2-dev)
 build_packages=(g++ ninja-build "${library_packages[@]}")
+test_packages=(libgtest-dev iproute2)
 
 # Installs those of the named Debian packages that are missing, through sudo when not root. Shows apt's
 # output only if that fails.
@@ -30,6 +31,18 @@ install_packages() {
     echo "$output" >&2
     return 1
   fi
+}
+
+# Prints from where the machine's own packages come.
+debian_mirror() {
+  local mirror
+  mirror=$(apt-get indextargets --format '$(REPO_URI)' \
+    'Created-By: Packages' 'Codename: bookworm' 'Component: main' | head -n 1)
+  if [ -z "$mirror" ]; then
+    echo "apt knows no mirror of bookworm: run apt-get update first" >&2
+    return 1
+  fi
+  echo "$mirror"
 }
 
 # Runs a command as the same user in an IPC namespace of its own, apart from a service that runs.
