@@ -15,7 +15,7 @@ if ! unshare --ipc --net true 2>/dev/null && ! reason=$(unshare --user --ipc --n
   echo "The tests need namespaces of their own, which can't be made here: $reason" >&2
   exit 1
 fi
-install_packages "${build_packages[@]}" libgtest-dev iproute2 sqlite3
+install_packages "${build_packages[@]}" "${test_packages[@]}"
 echo "Building into build/dev"
 cmake --preset dev "$@"
 cmake --build --preset dev
