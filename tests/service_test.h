@@ -108,7 +108,7 @@ class ServiceTest : public testing::Test {
 
   // The values that SQL statements yield, a "|" after each, or what is wrong with them.
   static std::string Query(const std::string& sql) {
-    return Run("sqlite3 -nullvalue NULL -newline '|' db \"" + sql + "\"").substr(2);
+    return Run("sqlite3 -init /dev/null -nullvalue NULL -newline '|' db \"" + sql + "\"").substr(2);
   }
 
   // Another program's connection, which holds what these statements begin until it is closed.

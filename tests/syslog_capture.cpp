@@ -18,8 +18,9 @@ extern "C" void __vsyslog_chk(int priority, int /*flag*/, const char* format, va
   vfprintf(log, format, arguments);
   fclose(log);
   const char* at = getenv("AT");
-  if (at != nullptr && strstr(format, at) != nullptr) {
-    raise(atoi(getenv("SIGNAL")));
+  const char* signal = getenv("SIGNAL");
+  if (at != nullptr && signal != nullptr && strstr(format, at) != nullptr) {
+    raise(atoi(signal));
   }
   errno = EXDEV;
 }

@@ -30,7 +30,6 @@ TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
       "inserted a.xml\n");
   EXPECT_EQ(Run(VEXACTL "delete --timeout 86400 -- -x"),
             "1 vexactl: -x: refused with -1 (not a clip description below the watch directory)\n");
-  EXPECT_EQ(Run(VEXACTL "ping"), "0 reached vexamgr\n");
   const std::string longest(131, 'x');
   EXPECT_EQ(Run(VEXACTL "update 1" + kUpdate + longest), "0 updated recording 1\n");
   EXPECT_EQ(Query("SELECT * FROM Recording"),
@@ -50,4 +49,10 @@ TEST_F(VexactlTest, OutlastsALockOnTheCatalogue) {
   EXPECT_LOGGED(
       "27 [VexaManager]  Failed to insert database clip (a.xml)\n"
       "30 [VexaManager] Inserted clip a.xml\n");
+}
+
+TEST_F(VexactlTest, TellsHelpAndWrongUse) {
+  EXPECT_EQ(Run(VEXACTL "-h -h"), Run(VEXACTL "--help"));
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "2 vexactl: unrecognized option", Run(VEXACTL "--x"));
+  EXPECT_EQ(End(Execute(VEXACTL "update 1" + kUpdate + std::string(132, 'x'))), 2);
 }
