@@ -99,6 +99,7 @@ TEST_F(CatalogueTest, StoresEveryTextAndNumber) {
   EXPECT_EQ(Query("SELECT LENGTH(Content), LENGTH(SourceAddress) FROM Recording"), "132|128|");
   std::filesystem::remove("db");
   EXPECT_EQ(dao.InsertTrack(track), 8);  // without SQLite's extension, 1032
+  EXPECT_LOGGED("27 [VexaDAO] sqlite3 error (8) attempt to write a readonly database\n");
 }
 
 TEST_F(CatalogueTest, TellsTheHardwareAddress) {

@@ -39,7 +39,7 @@ TEST_F(CommandLoopTest, GoesOnAfterARequestThatItCannotAnswer) {
 }
 
 const std::string kDates =
-    "<dateFrom>2013-05-21T14:03:27Z\n</dateFrom><dateTo>2013-05-21T16:05:00+0200</dateTo>";
+    "<dateFrom>2013-05-21T14:03:27Z\n</dateFrom><dateTo>2013-05-21T16:03:00+0200</dateTo>";
 const std::string kDatesAndUser = kDates + "<trigger>USER</trigger>";
 
 TEST_F(CommandLoopTest, InsertsWhatADescriptionSays) {
@@ -54,7 +54,7 @@ TEST_F(CommandLoopTest, InsertsWhatADescriptionSays) {
     Write("clip.xml", "<any>" + content + "</any>");
     EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "clip.xml"), 0) << content;
     EXPECT_EQ(Query("SELECT * FROM Track; DELETE FROM Track"),
-              "1369145007|1369145100|" + triggerAndPath)
+              "1369145007|1369144980|" + triggerAndPath)
         << content;
   }
 }
@@ -88,13 +88,13 @@ TEST_F(CommandLoopTest, TellsWhyAFileCannotBeLoaded) {
 TEST_F(CommandLoopTest, DeletesTheTracksWhosePathContainsTheName) {
   const std::string recording = "SELECT DateFrom, DateTo FROM Recording";
   Query(
-      "INSERT INTO Track VALUES (3, 9, 1, 'it''s.mp4'), (1, 2, 1, 'a/c1.mp4'),"
-      "(1, 2, 1, 'a/c1.mp4'), (2, 8, 1, 'a/c10.mp4')");
+      "INSERT INTO Track VALUES (3, 9, 1, 'it''s [1].mp4'), (1, 2, 1, 'a/c1.mp4'),"
+      "(1, 2, 1, 'a/c1.mp4'), (2, 8, 1, 'a/c10.mp4'), (2, 8, 1, 'A/C1./c10.mp4')");
   EXPECT_EQ(Query(recording), "1|9|");
   EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/a/c1.xml"), 0);
-  EXPECT_EQ(Query("SELECT Path FROM Track"), "it's.mp4|a/c10.mp4|");
+  EXPECT_EQ(Query("SELECT Path FROM Track"), "it's [1].mp4|a/c10.mp4|A/C1./c10.mp4|");
   EXPECT_EQ(Query(recording), "2|9|");
-  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/it's.xml"), 0);
+  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/it's [1].xml"), 0);
   EXPECT_EQ(Query(recording), "2|8|");
   EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w2/c10.xml"), 0);  // the "2" passes for the separator
   EXPECT_EQ(Query(recording), "0|0|");

@@ -7,10 +7,10 @@ TEST_F(ProgramTest, TellsWhyItCannotServe) {
   EXPECT_EQ(Take("log"),
             "27 [main] Insufficient arguments supplied\n"
             "27 [main] Usage: vexamgr <databaseFilename> <watchDirectory>\n");
-  EXPECT_EQ(Run(VEXAMGR "none/db w"), "1 ");
+  EXPECT_EQ(Run(VEXAMGR "-none/db w"), "1 ");
   EXPECT_EQ(Take("log"),
             "30 [main] Creating manager...\n"
-            "27 [VexaDAO] Failed to open database (none/db)\n"
+            "27 [VexaDAO] Failed to open database (-none/db)\n"
             "27 [VexaDAO] sqlite3 error (14) unable to open database file\n"
             "27 [main] Exiting due to error\n");
   EXPECT_EQ(Queue(), -1);
