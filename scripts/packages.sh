@@ -18,7 +18,8 @@ install_packages() {
   fi
   if [ "$(id -u)" -ne 0 ]; then
     if ! command -v sudo >/dev/null; then
-      echo "There is no sudo here: run this once as root, or install as root: ${missing[*]}" >&2
+      echo "There is no sudo here. As root, run this, then ${0##*/} again as yourself:" >&2
+      echo "    apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
       return 1
     fi
     as_root=(sudo)

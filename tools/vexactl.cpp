@@ -47,6 +47,9 @@ const char* Meaning(int32_t messageId, int32_t code) {
   if (messageId == COMMAND_INSERT_CLIP && code == 3) {
     return "most likely vexamgr can't find the file or may not read it";
   }
+  if (messageId == COMMAND_INSERT_CLIP && code == SQLITE_BUSY) {
+    return "the catalogue is locked, or the clip description can't be read";
+  }
   if (messageId == COMMAND_INSERT_CLIP && code > 3 && code <= 18) {
     return nullptr;  // tinyxml2's, for a file that it can't load, or SQLite's
   }
