@@ -41,11 +41,6 @@ TEST_F(ProgramTest, ServesUntilASignal) {
   }
 }
 
-TEST_F(ProgramTest, CompletesThePopulationInWhichItIsStopped) {
-  EXPECT_EQ(Run("env SIGNAL=15 AT=Populating " VEXAMGR "db w"), "0 ");
-  EXPECT_LOGGED("30 [VexaManager] Populated new database\n30 [main] Exiting normally\n");
-}
-
 class KillTest : public ServiceTest, public testing::WithParamInterface<std::string> {};
 INSTANTIATE_TEST_SUITE_P(OnBothJournals, KillTest, testing::Values("true ", VEXAMGR_PREPARE));
 

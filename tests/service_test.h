@@ -5,7 +5,6 @@
 #include <sched.h>
 #include <sqlite3.h>
 #include <sys/msg.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -86,9 +85,7 @@ class ServiceTest : public testing::Test {
 
   static std::string Write(const std::string& path, const std::string& content) {
     std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
-    std::ofstream file(path);
-    file << content;
-    EXPECT_TRUE(file.flush()) << path << ": " << strerror(errno);
+    std::ofstream(path) << content;
     return path;
   }
 
@@ -162,7 +159,6 @@ class ServiceTest : public testing::Test {
   static pid_t Execute(const std::string& command) {
     const pid_t process = fork();
     if (process == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);  // not to outlive a test that is killed
       const std::string script = "exec >output 2>&1; exec " + command;
       execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
       _exit(127);
