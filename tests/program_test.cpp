@@ -51,8 +51,9 @@ TEST_P(KillTest, KeepsWhatItHasLoggedAndAnswered) {
   EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR "db w"), "-9 ");
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Track"), "1|");
   Send(77, COMMAND_INSERT_CLIP, WriteClip("c.xml"));
-  const pid_t service = Execute(VEXAMGR "db w");
+  const pid_t service = Execute("env SIGNAL=9 AT=Exiting " VEXAMGR "db w");
   EXPECT_EQ(Receive("the request that waited").Result, 0);
-  EXPECT_EQ(End(service, SIGKILL), -SIGKILL);
+  EXPECT_EQ(End(service, SIGTERM), -SIGKILL);  // before it removes the queue and, last, its journal
+  EXPECT_EQ(std::filesystem::exists("db-wal"), GetParam() == VEXAMGR_PREPARE);
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Track"), "2|");
 }
