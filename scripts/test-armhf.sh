@@ -5,7 +5,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-if ! install_packages "${build_packages[@]}" "${test_packages[@]}" g++-arm-linux-gnueabihf qemu-user devscripts ||
+if ! install_packages "${build_packages[@]}" "${test_packages[@]}" g++-arm-linux-gnueabihf qemu-user \
+  devscripts ||
   ! ./scripts/armhf-sysroot.sh; then
   exit 75
 fi

@@ -41,6 +41,7 @@ TEST_F(ProgramTest, ServesUntilASignal) {
   }
 }
 
+// After this command, vexamgr creates the database itself or finds one with write-ahead logging.
 class KillTest : public ServiceTest, public testing::WithParamInterface<std::string> {};
 INSTANTIATE_TEST_SUITE_P(OnBothJournals, KillTest, testing::Values("true ", VEXAMGR_PREPARE));
 

@@ -26,8 +26,8 @@
 class ServiceTest : public testing::Test {
  protected:
   // Puts the process into an IPC namespace, where the queue's fixed key meets no service of the
-  // machine, and into a network namespace, where lo may become eth0. There it is root, except in a
-  // chroot, which allows no user namespace.
+  // machine, and into a network namespace, where lo may become eth0: as the root of a user
+  // namespace, but for a chroot, which allows none and so takes root itself.
   static void SetUpTestSuite() {
     const int namespaces = CLONE_NEWIPC | CLONE_NEWNET;
     const std::string user = std::to_string(geteuid());
