@@ -15,40 +15,40 @@
 
 namespace {
 
+using Kind = ClipFileFault::Kind;
 using tinyxml2::XMLDocument;
 using tinyxml2::XMLElement;
 using tinyxml2::XMLError;
 
-int LogParserError(XMLError error, const char* path, const char* cause) {
-  syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error %d in file %s\n", error, path);
-  syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error cause1 : %s\n", cause);
-  syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error cause2 : %s\n",
-         XMLDocument::ErrorIDToName(error));
-  return error;
-}
-
-// Loads the file at the path into *document. Returns 0, or logs why not and returns the error.
-int LoadDocument(const char* path, XMLDocument* document) {
+// Loads the file at the path into *document. Returns 0 or tinyxml2's error.
+int LoadDocument(const char* path, XMLDocument* document, ClipFileFault* fault) {
   // Opened here, where it is closed in any case: a file that tinyxml2 opens stays open if memory
   // runs short.
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "rb"), fclose);
   if (file == nullptr) {
-    const char* reason = strerror(errno);
-    const std::string cause = std::string(path) + ": " + reason;
-    return LogParserError(tinyxml2::XML_ERROR_FILE_NOT_FOUND, path, cause.c_str());
+    const int error = errno;
+    *fault = {Kind::kNotOpened, error, std::string(path) + ": " + strerror(error)};
+    return tinyxml2::XML_ERROR_FILE_NOT_FOUND;
   }
   try {
     document->LoadFile(file.get());
   } catch (const std::bad_alloc&) {
-    return LogParserError(tinyxml2::XML_ERROR_FILE_READ_ERROR, path, strerror(ENOMEM));
+    *fault = {Kind::kNotRead, 0, strerror(ENOMEM)};
+    return tinyxml2::XML_ERROR_FILE_READ_ERROR;
   }
-  return document->Error() ? LogParserError(document->ErrorID(), path, document->ErrorStr()) : 0;
+  const XMLError error = document->ErrorID();
+  if (error != tinyxml2::XML_SUCCESS) {
+    const bool isRead = error != tinyxml2::XML_ERROR_FILE_READ_ERROR;
+    *fault = {isRead ? Kind::kMalformed : Kind::kNotRead, 0, document->ErrorStr()};
+  }
+  return error;
 }
 
-const XMLElement* FindChildElement(const XMLElement& parent, const char* name) {
+const XMLElement* FindChildElement(const XMLElement& parent, const char* name,
+                                   ClipFileFault* fault) {
   const XMLElement* child = parent.FirstChildElement(name);
   if (child == nullptr) {
-    syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  XML parser cannot find element : %s\n", name);
+    *fault = {Kind::kNoElement, 0, name};
   }
   return child;
 }
@@ -90,7 +90,7 @@ int ReadPath(const char* text, TrackRecord* track) {
   return 0;
 }
 
-int ReadTrack(const XMLElement& root, TrackRecord* track) {
+int ReadTrack(const XMLElement& root, TrackRecord* track, ClipFileFault* fault) {
   static const struct {
     const char* name;
     int (*read)(const char* text, TrackRecord* track);
@@ -101,16 +101,40 @@ int ReadTrack(const XMLElement& root, TrackRecord* track) {
       {"path", ReadPath},
   };
   for (const auto& element : kElements) {
-    const XMLElement* child = FindChildElement(root, element.name);
-    const char* text = child != nullptr ? FirstText(*child) : nullptr;
-    if (text == nullptr) {
+    const XMLElement* child = FindChildElement(root, element.name, fault);
+    if (child == nullptr) {
       return EINVAL;
     }
-    if (const int error = element.read(text, track); error != 0) {
-      return error;
+    const char* text = FirstText(*child);
+    if (text == nullptr || element.read(text, track) != 0) {
+      *fault = {Kind::kUnusableText, 0, element.name};
+      return EINVAL;
     }
   }
   return 0;
+}
+
+void LogFault(int code, const char* path, const ClipFileFault& fault) {
+  switch (fault.kind) {
+    case Kind::kNotOpened:
+    case Kind::kNotRead:
+    case Kind::kMalformed:
+      syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error %d in file %s\n", code, path);
+      syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error cause1 : %s\n",
+             fault.detail.c_str());
+      syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error cause2 : %s\n",
+             XMLDocument::ErrorIDToName(static_cast<XMLError>(code)));
+      break;
+    case Kind::kNoRoot:
+      syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error : no root element\n");
+      break;
+    case Kind::kNoElement:
+      syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  XML parser cannot find element : %s\n",
+             fault.detail.c_str());
+      break;
+    case Kind::kUnusableText:
+      break;
+  }
 }
 
 }  // namespace
@@ -120,15 +144,24 @@ bool HasClipFileSuffix(std::string_view path) {
          path.substr(path.size() - kClipFileSuffix.size()) == kClipFileSuffix;
 }
 
-int ParseClipFile(const char* path, TrackRecord* track) {
+int ReadClipFile(const char* path, TrackRecord* track, ClipFileFault* fault) {
   XMLDocument document(true, tinyxml2::PRESERVE_WHITESPACE);
-  if (const int error = LoadDocument(path, &document); error != 0) {
+  if (const int error = LoadDocument(path, &document, fault); error != 0) {
     return error;
   }
   const XMLElement* root = document.FirstChildElement();
   if (root == nullptr) {
-    syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Parser error : no root element\n");
+    *fault = {Kind::kNoRoot, 0, {}};
     return EINVAL;
   }
-  return ReadTrack(*root, track);
+  return ReadTrack(*root, track, fault);
+}
+
+int ParseClipFile(const char* path, TrackRecord* track) {
+  ClipFileFault fault;
+  const int code = ReadClipFile(path, track, &fault);
+  if (code != 0) {
+    LogFault(code, path, fault);
+  }
+  return code;
 }

@@ -1,6 +1,7 @@
 #ifndef VEXAMGR_CLIP_CLIP_FILE_H
 #define VEXAMGR_CLIP_CLIP_FILE_H
 
+#include <string>
 #include <string_view>
 
 struct TrackRecord;
@@ -11,14 +12,26 @@ struct TrackRecord;
 constexpr std::string_view kClipFileSuffix = ".xml";
 bool HasClipFileSuffix(std::string_view path);
 
+// Why a clip description can't be used.
+struct ClipFileFault {
+  enum class Kind { kNotOpened, kNotRead, kMalformed, kNoRoot, kNoElement, kUnusableText };
+
+  Kind kind = Kind::kNoRoot;
+  int systemError = 0;  // of kNotOpened: the errno of open(2)
+  std::string detail;   // of the first three kinds: the cause; of the last two: the element's name
+};
+
 // Reads a clip description into *track.
 //
 // Of the children of the root element, whatever its name, the first dateFrom, dateTo, trigger and
-// path are read. A path text of more than 127 bytes is cut, without a log line.
+// path are read. A path text of more than 127 bytes is cut.
 // Returns 0; tinyxml2's own error number for a file that can't be read or is no XML; EINVAL (22)
-// for content that is missing or unusable. On failure some fields of *track may already have been
-// written. Logs what it could not load or find; an element that is there but has no text, or one
-// that is rejected, gets no line.
+// for content that is missing or unusable. On failure stores the reason into *fault, and some
+// fields of *track may already have been written. Logs nothing.
+int ReadClipFile(const char* path, TrackRecord* track, ClipFileFault* fault);
+
+// Does what ReadClipFile does and logs the reason of a failure. An element that has no text, or one
+// that is unusable, gets no line.
 int ParseClipFile(const char* path, TrackRecord* track);
 
 #endif

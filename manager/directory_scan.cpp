@@ -1,49 +1,10 @@
-#include <dirent.h>
 #include <syslog.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
-#include "clip/clip_file.h"
+#include "clip/directory_listing.h"
 #include "manager/vexa_manager.h"
-
-namespace {
-
-// The selector of scandir(3): 1 for a clip description or a subdirectory, 0 for all else, such as a
-// link or an entry of unknown type. A leading dot hides a subdirectory, not a clip description.
-int scan_dir_filter(const dirent* entry) {
-  if (entry->d_type == DT_DIR) {
-    return entry->d_name[0] != '.' ? 1 : 0;
-  }
-  if (entry->d_type == DT_REG) {
-    const std::string_view name = entry->d_name;
-    return name.size() > kClipFileSuffix.size() && HasClipFileSuffix(name) ? 1 : 0;
-  }
-  return 0;
-}
-
-// What scandir(3) lists of one directory, in the order of its stream.
-struct DirectoryListing {
-  explicit DirectoryListing(const std::string& directory) {
-    count = scandir(directory.c_str(), &entries, scan_dir_filter, nullptr);
-  }
-  ~DirectoryListing() {
-    while (count > 0) {
-      RemoveLast();
-    }
-    free(entries);
-  }
-  DirectoryListing(const DirectoryListing&) = delete;
-  DirectoryListing& operator=(const DirectoryListing&) = delete;
-
-  void RemoveLast() { free(entries[--count]); }
-
-  dirent** entries = nullptr;
-  int count = 0;  // -1, with errno set, for a directory that can't be read
-};
-
-}  // namespace
 
 int VexaManager::ScanDirectory(const std::string& directory) {
   DirectoryListing listing(directory);
