@@ -34,7 +34,7 @@ static void EnterFolder(std::string folder, size_t clips) {
   folder += "/vexamgr-bench-XXXXXX";
   Check(mkdtemp(folder.data()) != nullptr, folder);
   std::filesystem::current_path(folder);
-  Check(system(VEXAMGR_PREPARE " prepared.db") == 0, "preparation");
+  Check(system(VEXACTL " prepare prepared.db") == 0, "preparation");
   paths.clear();
   for (size_t i = 0; i < clips; ++i) {
     std::filesystem::create_directories("watch/" + std::to_string(i / 100));

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "clip/track_record.h"
+#include "db/schema.h"
 #include "ipc/command_messages.h"
 
 namespace {
@@ -65,9 +66,8 @@ VexaDAO::~VexaDAO() {
 
 int VexaDAO::IsEmpty() {
   long count = 0;
-  const int error = sqlite3_exec(
-      connection, "SELECT COUNT(*) FROM sqlite_master WHERE TYPE='table' AND NAME='Schema';",
-      ReadCountCallback, &count, nullptr);
+  const int error =
+      sqlite3_exec(connection, kCountSchemaTables, ReadCountCallback, &count, nullptr);
   if (error != SQLITE_OK) {
     syslog(LOG_DAEMON | LOG_ERR, "[VexaDAO] Error checking whether database is empty\n");
     LogSqliteError();

@@ -13,6 +13,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
+using std::chrono::milliseconds;
 
 // The message type on which this process awaits replies: its id, positive and unique among the
 // live processes of one PID namespace. Id 1, that of the namespace's first process, is the type of
@@ -44,7 +45,7 @@ void StartInterruptions(microseconds limit) {
   sigaddset(&alarm, SIGALRM);
   sigprocmask(SIG_UNBLOCK, &alarm, nullptr);
   // A limit of 0 would leave the timer off.
-  const itimerval times = {ToTimeval(std::chrono::milliseconds(10)),
+  const itimerval times = {ToTimeval(milliseconds(10)),
                            ToTimeval(std::max(limit, microseconds(1)))};
   setitimer(ITIMER_REAL, &times, nullptr);
 }
@@ -58,15 +59,17 @@ void StopInterruptions() {
 // the deadline has passed. Returns 0, the operation's errno or ETIMEDOUT.
 template <typename Operation>
 int CallUntil(Clock::time_point deadline, Operation operation) {
-  while (operation() < 0) {
+  int error = 0;
+  StartInterruptions(std::chrono::duration_cast<microseconds>(deadline - Clock::now()));
+  while (error == 0 && operation() < 0) {
     if (errno != EINTR) {
-      return errno;
-    }
-    if (Clock::now() >= deadline) {
-      return ETIMEDOUT;
+      error = errno;
+    } else if (Clock::now() >= deadline) {
+      error = ETIMEDOUT;
     }
   }
-  return 0;
+  StopInterruptions();
+  return error;
 }
 
 }  // namespace
@@ -88,23 +91,40 @@ size_t MakePathRequest(int32_t messageId, std::string_view path, CommandMessage*
   return COMMAND_HEADER_SIZE + length + 1;
 }
 
-int SendRequest(int queueId, CommandMessage* request, size_t textSize,
-                std::chrono::milliseconds limit, int32_t* result) {
+int PutRequest(int queueId, CommandMessage* request, size_t textSize, milliseconds limit) {
+  request->mtype = COMMAND_REQUEST_TYPE;
+  request->SenderType = ReplyType();
+  DrainReplies(queueId, request->SenderType);
+  return CallUntil(Clock::now() + limit, [&] { return msgsnd(queueId, request, textSize, 0); });
+}
+
+int TakeReply(int queueId, int32_t messageId, milliseconds limit, int32_t* result) {
   const Clock::time_point deadline = Clock::now() + limit;
   const int32_t type = ReplyType();
-  DrainReplies(queueId, type);
-  request->mtype = COMMAND_REQUEST_TYPE;
-  request->SenderType = type;
   CommandReply reply;
-  StartInterruptions(limit);
-  int error = CallUntil(deadline, [&] { return msgsnd(queueId, request, textSize, 0); });
-  if (error == 0) {
-    error =
+  do {
+    const int error =
         CallUntil(deadline, [&] { return msgrcv(queueId, &reply, COMMAND_REPLY_SIZE, type, 0); });
+    if (error != 0) {
+      return error;
+    }
+  } while (reply.MessageId != messageId);
+  *result = reply.Result;
+  return 0;
+}
+
+int SendRequest(int queueId, CommandMessage* request, size_t textSize, milliseconds limit,
+                int32_t* result) {
+  const Clock::time_point deadline = Clock::now() + limit;
+  if (const int error = PutRequest(queueId, request, textSize, limit); error != 0) {
+    return error;
   }
-  StopInterruptions();
-  if (error == 0) {
-    *result = reply.Result;
-  }
-  return error;
+  const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now());
+  return TakeReply(queueId, request->MessageId, left, result);
+}
+
+bool IsAbandoned(int queueId) {
+  msqid_ds status;
+  return msgctl(queueId, IPC_STAT, &status) == 0 && status.msg_qnum == 0 &&
+         kill(status.msg_lrpid, 0) < 0 && errno == ESRCH;
 }

@@ -3,7 +3,6 @@
 # answers, with the folder of the programs as its argument.
 set -euo pipefail
 programs=$1
-tools=$(realpath "$(dirname "$0")/../tools")
 folder=$(mktemp -d)
 service=
 # Repeats the signal: one that comes between two requests is noticed only after the next.
@@ -61,14 +60,11 @@ run() {
 }
 
 echo
-echo "\$ vexamgr-prepare catalogue.db watch"
-"$tools/vexamgr-prepare" catalogue.db watch
+run prepare catalogue.db watch
 echo "\$ vexamgr catalogue.db watch"
 LD_LIBRARY_PATH=$programs LD_PRELOAD=liblog_to_stderr.so "$programs/vexamgr" catalogue.db watch 2>&1 &
 service=$!
-until "$programs/vexactl" ping >/dev/null 2>&1; do
-  kill -0 "$service"
-done
+run complete catalogue.db watch
 show_rows
 
 write_clip 20130522/clip0044 2013-05-22T08:00:00Z 2013-05-22T08:01:00Z USER

@@ -52,6 +52,14 @@ if [ $# -eq 0 ]; then
   echo "No IPC namespace can be made here: the demonstration runs without one."
   exec "$root/scripts/demo.sh" "$programs"
 fi
-"$root/tools/vexamgr-prepare" "$database" "$watch"
+vexactl=$programs/vexactl
+"$vexactl" prepare "$database" "$watch"
+# Inserts what an earlier population left out that was cut short, and ends with vexamgr, which takes the
+# place of this shell.
+(
+  "$vexactl" complete --pending "$database" "$watch" &
+  tail --pid=$$ --follow /dev/null
+  kill $! 2>/dev/null
+) &
 exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so \
   "$programs/vexamgr" "$database" "$watch"

@@ -64,7 +64,7 @@ TEST_F(CatalogueTest, ALockedDatabaseIsNeitherAwaitedNorPopulated) {
 }
 
 TEST_F(CatalogueTest, AReaderOfAPreparedDatabaseHoldsNothingUp) {
-  ASSERT_EQ(Run(VEXAMGR_PREPARE "db w"), "0 ");
+  ASSERT_EQ(Run(VEXACTL "prepare db w"), "0 ");
   sqlite3* reader = Hold("BEGIN; SELECT * FROM sqlite_master");
   Serve();
   EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, WriteClip("w/a.xml")), 0);

@@ -17,6 +17,7 @@ enum Option : int {
   kHelp,
   kVersion,
   kTimeout,
+  kPending,
   kContent,
   kSourceId,
   kSourceName,
@@ -32,6 +33,7 @@ const option kOptions[] = {
     {"help", no_argument, nullptr, kHelp},
     {"version", no_argument, nullptr, kVersion},
     {"timeout", required_argument, nullptr, kTimeout},
+    {"pending", no_argument, nullptr, kPending},
     {"content", required_argument, nullptr, kContent},
     {"source-id", required_argument, nullptr, kSourceId},
     {"source-name", required_argument, nullptr, kSourceName},
@@ -94,16 +96,7 @@ bool CheckLength(const std::string& what, std::string_view text, size_t least, s
   return true;
 }
 
-bool CheckNoTexts(const Arguments& arguments) {
-  for (int option = kContent; option < kOptionCount; ++option) {
-    if (arguments[option] != nullptr) {
-      return WrongUse(Name(option) + " goes with update only");
-    }
-  }
-  return true;
-}
-
-bool ReadPaths(int32_t messageId, const char* outcome, int count, char** paths,
+bool ReadPaths(Request (*make)(const std::string& path), int count, char** paths,
                std::vector<Request>* requests) {
   if (count == 0) {
     return WrongUse("no file is given");
@@ -112,10 +105,7 @@ bool ReadPaths(int32_t messageId, const char* outcome, int count, char** paths,
     if (!CheckLength("a path", paths[i], 1, kMaxPathLength)) {
       return false;
     }
-    Request& request = requests->emplace_back();
-    request.subject = paths[i];
-    request.outcome = outcome;
-    request.textSize = MakePathRequest(messageId, paths[i], &request.message);
+    requests->push_back(make(paths[i]));
   }
   return true;
 }
@@ -167,22 +157,6 @@ bool ReadUpdate(const Arguments& arguments, int count, char** ids, std::vector<R
                     &update.MaxRetentionTime);
 }
 
-// A ping is a deletion without a path. The service refuses it with -1, which tells that it answers,
-// and neither changes nor logs anything for it.
-bool ReadPing(int count, std::vector<Request>* requests) {
-  if (count != 0) {
-    return WrongUse("ping takes no operand");
-  }
-  Request& request = requests->emplace_back();
-  request.subject = "vexamgr";
-  request.outcome = "reached";
-  request.message.MessageId = COMMAND_DELETE_CLIP;
-  request.message.DataLength = 0;
-  request.textSize = COMMAND_HEADER_SIZE;
-  request.success = -1;
-  return true;
-}
-
 bool ReadTimeout(const char* argument, std::chrono::seconds* timeout) {
   const int kDay = 24 * 60 * 60;
   int seconds = 0;
@@ -196,28 +170,88 @@ bool ReadTimeout(const char* argument, std::chrono::seconds* timeout) {
   return true;
 }
 
-bool ReadCommand(const Arguments& arguments, int count, char** operands,
-                 std::vector<Request>* requests) {
+bool ReadPing(int count, std::vector<Request>* requests) {
+  if (count != 0) {
+    return WrongUse("ping takes no operand");
+  }
+  requests->push_back(Ping());
+  return true;
+}
+
+// Reads a database and, where two names are given, a watch directory.
+bool ReadNames(int least, int count, char** names, CommandLine* commandLine) {
+  if (count < least || count > 2) {
+    return WrongUse(least == 1 ? "prepare takes a database and perhaps a watch directory"
+                               : "a database and a watch directory must be given");
+  }
+  commandLine->database = names[0];
+  commandLine->watchDirectory = count == 2 ? names[1] : "";
+  if (commandLine->database.empty() || *names[count - 1] == '\0') {
+    return WrongUse("a name is empty");
+  }
+  return true;
+}
+
+using Action = CommandLine::Action;
+
+constexpr unsigned Bit(Option option) { return 1U << option; }
+constexpr unsigned kTextOptions = Bit(kOptionCount) - Bit(kContent);
+
+const struct Command {
+  const char* name;
+  Action action;
+  unsigned options;  // the bits of those that may be given
+} kCommands[] = {
+    {"insert", Action::kInsert, Bit(kTimeout)},
+    {"delete", Action::kDelete, Bit(kTimeout)},
+    {"update", Action::kUpdate, Bit(kTimeout) | kTextOptions},
+    {"ping", Action::kPing, Bit(kTimeout)},
+    {"prepare", Action::kPrepare, 0},
+    {"check", Action::kCheck, 0},
+    {"complete", Action::kComplete, Bit(kTimeout) | Bit(kPending)},
+};
+
+bool CheckOptions(const Command& command, const Arguments& arguments) {
+  for (int option = kTimeout; option < kOptionCount; ++option) {
+    if (arguments[option] != nullptr && (command.options >> option & 1) == 0) {
+      return WrongUse(Name(option) + " does not go with " + command.name);
+    }
+  }
+  return true;
+}
+
+bool ReadOperands(const Arguments& arguments, int count, char** operands,
+                  CommandLine* commandLine) {
+  std::vector<Request>* requests = &commandLine->requests;
+  switch (commandLine->action) {
+    case Action::kInsert:
+      return ReadPaths(InsertionOf, count, operands, requests);
+    case Action::kDelete:
+      return ReadPaths(DeletionOf, count, operands, requests);
+    case Action::kUpdate:
+      return ReadUpdate(arguments, count, operands, requests);
+    case Action::kPing:
+      return ReadPing(count, requests);
+    case Action::kPrepare:
+      return ReadNames(1, count, operands, commandLine);
+    default:
+      return ReadNames(2, count, operands, commandLine);
+  }
+}
+
+bool ReadCommand(const Arguments& arguments, int count, char** words, CommandLine* commandLine) {
   if (count == 0) {
     return WrongUse("no command is given");
   }
-  const std::string command = operands[0];
-  if (command == "update") {
-    return ReadUpdate(arguments, count - 1, operands + 1, requests);
+  for (const Command& command : kCommands) {
+    if (strcmp(words[0], command.name) == 0) {
+      commandLine->action = command.action;
+      commandLine->pending = arguments[kPending] != nullptr;
+      return CheckOptions(command, arguments) &&
+             ReadOperands(arguments, count - 1, words + 1, commandLine);
+    }
   }
-  if (!CheckNoTexts(arguments)) {
-    return false;
-  }
-  if (command == "insert") {
-    return ReadPaths(COMMAND_INSERT_CLIP, "inserted", count - 1, operands + 1, requests);
-  }
-  if (command == "delete") {
-    return ReadPaths(COMMAND_DELETE_CLIP, "deleted", count - 1, operands + 1, requests);
-  }
-  if (command == "ping") {
-    return ReadPing(count - 1, requests);
-  }
-  return WrongUse("unknown command " + command);
+  return WrongUse(std::string("unknown command ") + words[0]);
 }
 
 }  // namespace
@@ -228,10 +262,9 @@ bool ParseCommandLine(int argc, char** argv, CommandLine* commandLine) {
     return false;
   }
   if (arguments[kHelp] != nullptr || arguments[kVersion] != nullptr) {
-    commandLine->action =
-        arguments[kHelp] != nullptr ? CommandLine::Action::kHelp : CommandLine::Action::kVersion;
+    commandLine->action = arguments[kHelp] != nullptr ? Action::kHelp : Action::kVersion;
     return true;
   }
   return ReadTimeout(arguments[kTimeout], &commandLine->timeout) &&
-         ReadCommand(arguments, argc - optind, argv + optind, &commandLine->requests);
+         ReadCommand(arguments, argc - optind, argv + optind, commandLine);
 }

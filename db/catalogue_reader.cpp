@@ -1,0 +1,57 @@
+#include "db/catalogue_reader.h"
+
+#include <sqlite3.h>
+
+#include "clip/track_record.h"
+
+CatalogueReader::~CatalogueReader() { sqlite3_finalize(lookup); }
+
+bool CatalogueReader::Open(const std::string& filename, std::string* why) {
+  std::string recording;
+  int error = connection.Open(filename, SQLITE_OPEN_READONLY);
+  if (error == 0) {
+    error = connection.Query("SELECT Id FROM Recording WHERE Id = 1", &recording);
+  }
+  if (error == 0) {
+    error = connection.Prepare(
+        "SELECT rowid FROM Track WHERE DateFrom = ? AND DateTo = ? AND TriggerType = ? AND Path = "
+        "? "
+        "AND rowid > ? LIMIT 1",
+        &lookup);
+  }
+  if (error == SQLITE_ERROR || (error == 0 && recording.empty())) {  // "no such table"
+    *why = "this is no catalogue yet: start vexamgr anew, after vexactl prepare";
+    return false;
+  }
+  if (error != 0) {
+    *why = connection.ErrorText();
+    return false;
+  }
+  return true;
+}
+
+bool CatalogueReader::HasTrack(const TrackRecord& track, bool* has, std::string* why) {
+  sqlite3_bind_int64(lookup, 1, track.DateFrom);
+  sqlite3_bind_int64(lookup, 2, track.DateTo);
+  sqlite3_bind_int64(lookup, 3, track.TriggerType);
+  sqlite3_bind_text(lookup, 4, track.Path, -1, SQLITE_STATIC);
+  // Clips are looked up mostly in the order of their rows: so the search for one of many clips of
+  // one time does not begin with the first of these.
+  int error = LookUp(lastRow, has);
+  if (error == 0 && !*has) {
+    error = LookUp(0, has);
+  }
+  if (error != 0) {
+    *why = connection.ErrorText();
+  }
+  return error == 0;
+}
+
+int CatalogueReader::LookUp(int64_t afterRow, bool* has) {
+  sqlite3_bind_int64(lookup, 5, afterRow);
+  *has = sqlite3_step(lookup) == SQLITE_ROW;
+  if (*has) {
+    lastRow = sqlite3_column_int64(lookup, 0);
+  }
+  return sqlite3_reset(lookup);  // ends the transaction of the query
+}

@@ -1,0 +1,26 @@
+#ifndef VEXAMGR_DB_DATABASE_PREPARATION_H
+#define VEXAMGR_DB_DATABASE_PREPARATION_H
+
+#include <string>
+
+// What is done to a database before vexamgr opens it.
+
+enum class DatabaseCreation {
+  kDone,
+  kNoRoom,
+  kNoSharedMappings,  // so there can be no write-ahead logging on this file system
+  kFailed,
+};
+
+// Makes an empty database with write-ahead logging, which stays with the file, and pages of 1024
+// bytes. Unless that is done, stores the reason into *why, and part of the file may be there.
+DatabaseCreation CreateEmptyDatabase(const std::string& filename, std::string* why);
+
+// Stores whether a database that exists has no table Schema: vexamgr populates it.
+//
+// With dropUnfinished, first drops the tables of a creation that was cut short, before there was
+// any row in Recording or Track: vexamgr would serve them for ever.
+// Returns false, with the reason in *why and the database as it was, if that can't be told or done.
+bool IsNewDatabase(const std::string& filename, bool dropUnfinished, bool* isNew, std::string* why);
+
+#endif

@@ -1,0 +1,101 @@
+#include "tools/catalogue_walk.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "clip/clip_file.h"
+#include "clip/directory_listing.h"
+
+namespace {
+
+using Kind = Finding::Kind;
+using Report = std::function<bool(const Finding&)>;
+
+// Whether a file or a folder itself is to blame for this errno, so that another try is no use.
+bool IsOwnFault(int error) { return error == EACCES || error == EPERM || error == ENAMETOOLONG; }
+
+// What is wrong with a clip description, in words.
+std::string ReasonOf(const ClipFileFault& fault) {
+  switch (fault.kind) {
+    case ClipFileFault::Kind::kNotOpened:
+      return strerror(fault.systemError);
+    case ClipFileFault::Kind::kMalformed:
+      return "it is malformed: " + fault.detail;
+    case ClipFileFault::Kind::kNoRoot:
+      return "it has no root element";
+    case ClipFileFault::Kind::kNoElement:
+      return "it has no element " + fault.detail;
+    case ClipFileFault::Kind::kUnusableText:
+      return "the text of its element " + fault.detail + " is unusable";
+    default:
+      return fault.detail;
+  }
+}
+
+Finding UnusableFinding(const std::string& path, const ClipFileFault& fault) {
+  const bool isRead = fault.kind != ClipFileFault::Kind::kNotRead;
+  const bool isOwnFault = isRead && (fault.systemError == 0 || IsOwnFault(fault.systemError));
+  return {Kind::kUnusable, path, ReasonOf(fault), isOwnFault};
+}
+
+// Returns false once the walk is to end.
+bool WalkDescription(const std::string& path, CatalogueReader* catalogue, const Report& report) {
+  Finding missing = {Kind::kMissing, path, {}};
+  ClipFileFault fault;
+  if (ReadClipFile(path.c_str(), &missing.track, &fault) != 0) {
+    const bool isGone =
+        fault.kind == ClipFileFault::Kind::kNotOpened && fault.systemError == ENOENT;
+    return isGone || report(UnusableFinding(path, fault));
+  }
+  bool hasRow = false;
+  std::string why;
+  if (!catalogue->HasTrack(missing.track, &hasRow, &why)) {
+    report({Kind::kCatalogueLost, path, why});
+    return false;
+  }
+  return hasRow || report(missing);
+}
+
+// Returns false once the walk is to end.
+bool WalkFolder(const std::string& folder, CatalogueReader* catalogue, const Report& report) {
+  DirectoryListing listing(folder);
+  if (listing.count < 0) {
+    const int error = errno;
+    return error == ENOENT || report({Kind::kFolder, folder, strerror(error), IsOwnFault(error)});
+  }
+  for (; listing.count > 0; listing.RemoveLast()) {
+    const dirent* entry = listing.entries[listing.count - 1];
+    const std::string path = folder + "/" + entry->d_name;
+    const bool goesOn = entry->d_type == DT_REG ? WalkDescription(path, catalogue, report)
+                                                : WalkFolder(path, catalogue, report);
+    if (!goesOn) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Identifies a folder as long as it is not taken away or replaced, as by an unmount.
+std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
+  struct stat status = {};
+  stat(folder.c_str(), &status);
+  return {status.st_dev, status.st_ino};
+}
+
+}  // namespace
+
+void WalkCatalogue(const std::string& watchDirectory, CatalogueReader* catalogue,
+                   const Report& report) {
+  struct stat status;
+  if (stat(watchDirectory.c_str(), &status) < 0) {
+    report({Kind::kAway, watchDirectory, strerror(errno)});
+    return;
+  }
+  const auto identity = IdentityOf(watchDirectory);
+  const bool isWalked = WalkFolder(watchDirectory, catalogue, report);
+  if (isWalked && IdentityOf(watchDirectory) != identity) {
+    report({Kind::kAway, watchDirectory, "it was taken away meanwhile"});
+  }
+}

@@ -1,0 +1,34 @@
+#ifndef VEXAMGR_TOOLS_CATALOGUE_WALK_H
+#define VEXAMGR_TOOLS_CATALOGUE_WALK_H
+
+#include <functional>
+#include <string>
+
+#include "clip/track_record.h"
+#include "db/catalogue_reader.h"
+
+// What a walk found.
+struct Finding {
+  enum class Kind {
+    kMissing,        // a clip description that can be used, but whose clip has no row
+    kUnusable,       // a clip description that can't be used
+    kFolder,         // a folder that can't be listed
+    kAway,           // the watch directory is not there, or not the same as at the beginning
+    kCatalogueLost,  // the catalogue can't be read any more; the walk ends
+  };
+
+  Kind kind;
+  std::string path;         // of the description or the folder
+  std::string reason;       // why not; empty for kMissing
+  bool isOwnFault = false;  // of the next two: the reason is its content, permissions or name
+  TrackRecord track = {};   // of kMissing
+};
+
+// Looks for the row of every clip that is described below the watch directory, in the order in
+// which vexamgr would populate a new catalogue, and calls `report` with each finding, right when it
+// is made; the walk ends if that returns false. A description or a folder that has gone meanwhile
+// is no finding.
+void WalkCatalogue(const std::string& watchDirectory, CatalogueReader* catalogue,
+                   const std::function<bool(const Finding&)>& report);
+
+#endif

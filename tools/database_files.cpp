@@ -1,0 +1,88 @@
+#include "tools/database_files.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "tools/requests.h"
+
+namespace {
+
+int Sync(const std::string& path, int flags) {
+  const int descriptor = open(path.c_str(), flags | O_CLOEXEC, 0644);
+  if (descriptor < 0) {
+    return errno;
+  }
+  const int error = fsync(descriptor) < 0 ? errno : 0;
+  close(descriptor);
+  return error;
+}
+
+}  // namespace
+
+bool IsLink(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_symlink(path, error);
+}
+
+std::string ResolveDatabase(const std::string& name) {
+  if (!IsLink(name)) {
+    return name;
+  }
+  std::error_code error;
+  const std::filesystem::path target = std::filesystem::canonical(name, error);
+  return error ? name : target.string();
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::string folder = std::filesystem::path(path).parent_path();
+  return folder.empty() ? "." : folder;
+}
+
+int SyncFile(const std::string& path) { return Sync(path, O_WRONLY | O_CREAT); }
+
+int SyncFolder(const std::string& folder) { return Sync(folder, O_RDONLY | O_DIRECTORY); }
+
+bool EndsInSlash(const std::string& watchDirectory) {
+  const bool ends = !watchDirectory.empty() && watchDirectory.back() == '/';
+  if (ends) {
+    PrintReason(watchDirectory, "a watch directory must be named without a slash at its end");
+  }
+  return ends;
+}
+
+IncompleteMark::IncompleteMark(const std::string& database)
+    : path(database + "-incomplete"), descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+
+IncompleteMark::~IncompleteMark() {
+  if (descriptor >= 0) {
+    close(descriptor);
+  }
+}
+
+bool IncompleteMark::IsThere() const {
+  struct stat opened;
+  struct stat present;
+  return fstat(descriptor, &opened) == 0 && stat(path.c_str(), &present) == 0 &&
+         opened.st_dev == present.st_dev && opened.st_ino == present.st_ino;
+}
+
+bool IncompleteMark::Lock() const { return flock(descriptor, LOCK_EX | LOCK_NB) == 0; }
+
+int IncompleteMark::Remove() const {
+  if (!IsThere()) {
+    return 0;
+  }
+  const std::string folder = FolderOf(path);
+  if (const int error = SyncFolder(folder); error != 0) {
+    return error;
+  }
+  if (unlink(path.c_str()) < 0) {
+    return errno;
+  }
+  return SyncFolder(folder);
+}

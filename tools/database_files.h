@@ -1,0 +1,54 @@
+#ifndef VEXAMGR_TOOLS_DATABASE_FILES_H
+#define VEXAMGR_TOOLS_DATABASE_FILES_H
+
+#include <string>
+
+// The files of a database, and what is done to its folder. The functions that return an int return
+// 0 or errno.
+
+bool IsLink(const std::string& path);
+
+// The path of the database that the name stands for: what a symbolic link leads to, or the name
+// itself, that of a link that leads to nothing included.
+std::string ResolveDatabase(const std::string& name);
+
+std::string FolderOf(const std::string& path);
+
+// Has a file written to the disk; it is made, with nothing in it, if it is not there.
+int SyncFile(const std::string& path);
+
+// Has what was made, renamed and removed in a folder written to the disk.
+int SyncFolder(const std::string& folder);
+
+// Whether a watch directory ends in a slash, which vexamgr can't work with. Says so on standard
+// error.
+bool EndsInSlash(const std::string& watchDirectory);
+
+// The file DATABASE-incomplete beside a database, left by prepare: nobody has checked yet that the
+// catalogue is complete.
+class IncompleteMark {
+ public:
+  // Opens the mark if there is one.
+  explicit IncompleteMark(const std::string& database);
+  ~IncompleteMark();
+  IncompleteMark(const IncompleteMark&) = delete;
+  IncompleteMark& operator=(const IncompleteMark&) = delete;
+
+  // Whether there was a mark to open, and it is there still.
+  bool IsThere() const;
+
+  // Locks the mark until this object is destroyed. Returns false if another process has locked it,
+  // or if there is none.
+  bool Lock() const;
+
+  // Removes the mark if it is there still, once all else that was done in its folder is on the
+  // disk.
+  int Remove() const;
+
+  const std::string path;
+
+ private:
+  const int descriptor;
+};
+
+#endif

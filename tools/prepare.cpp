@@ -1,0 +1,162 @@
+#include "tools/prepare.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+
+#include "db/database_preparation.h"
+#include "tools/database_files.h"
+
+namespace {
+
+ExitStatus Refuse(const std::string& subject, const std::string& reason) {
+  PrintReason(subject, reason);
+  return kRefused;
+}
+
+ExitStatus Fail(const std::string& subject, const std::string& reason) {
+  PrintReason(subject, reason);
+  return kFailed;
+}
+
+// Says that less than 64 kB is left for this user on the database's file system, if that is so.
+// SQLite maps the index of a write-ahead log before it has room for it, and a process that then
+// writes there, vexamgr or a reader, is killed by SIGBUS.
+bool LacksRoom(const std::string& database) {
+  const uint64_t kLeastRoom = 65536;
+  struct statvfs system;
+  if (statvfs(FolderOf(database).c_str(), &system) < 0 || system.f_blocks == 0) {
+    return false;  // some file systems count no blocks
+  }
+  const uint64_t blocks = geteuid() == 0 ? system.f_bfree : system.f_bavail;
+  const bool lacks = blocks * system.f_frsize < kLeastRoom;
+  if (lacks) {
+    PrintReason(database, "less than 64 kB of room is left beside it");
+  }
+  return lacks;
+}
+
+// See https://sqlite.org/fileformat.html, "The Database Header", offset 18.
+bool HasWriteAheadLog(const std::string& database) {
+  std::ifstream file(database, std::ios::binary);
+  file.seekg(18);
+  return file.get() == 2;
+}
+
+int RemoveIfThere(const std::string& path) {
+  return unlink(path.c_str()) < 0 && errno != ENOENT ? errno : 0;
+}
+
+// SQLite would apply the journals of one database to another of its name.
+int RemoveJournals(const std::string& database) {
+  for (const char* suffix : {"-journal", "-wal", "-shm"}) {
+    if (const int error = RemoveIfThere(database + suffix); error != 0) {
+      return error;
+    }
+  }
+  return 0;
+}
+
+int LeaveMark(const std::string& database) {
+  const int error = SyncFile(IncompleteMark(database).path);
+  return error != 0 ? error : SyncFolder(FolderOf(database));
+}
+
+// Readies the folder for a new database. Each step is on the disk before the next.
+int ClearWay(const std::string& database, const std::string& made) {
+  if (const int error = LeaveMark(database); error != 0) {
+    return error;
+  }
+  if (const int error = RemoveIfThere(made); error != 0) {
+    return error;
+  }
+  if (const int error = RemoveJournals(made); error != 0) {
+    return error;
+  }
+  if (const int error = RemoveJournals(database); error != 0) {
+    return error;
+  }
+  return SyncFolder(FolderOf(database));
+}
+
+int MoveInPlace(const std::string& made, const std::string& database) {
+  if (const int error = SyncFile(made); error != 0) {
+    return error;
+  }
+  if (rename(made.c_str(), database.c_str()) < 0) {
+    return errno;
+  }
+  return SyncFolder(FolderOf(database));
+}
+
+// Makes an empty database under another name and moves it in place.
+ExitStatus MakeDatabase(const std::string& database) {
+  const std::string made = database + "-new";
+  if (const int error = ClearWay(database, made); error != 0) {
+    return Fail(database, strerror(error));
+  }
+  std::string why;
+  const DatabaseCreation creation = CreateEmptyDatabase(made, &why);
+  if (creation == DatabaseCreation::kDone) {
+    const int error = MoveInPlace(made, database);
+    return error == 0 ? kCarriedOut : Fail(database, strerror(error));
+  }
+  RemoveIfThere(made);
+  RemoveJournals(made);
+  if (creation == DatabaseCreation::kNoSharedMappings) {
+    PrintReason(database, "no write-ahead logging on this file system: see CAVEATS in vexamgr(8)");
+    return kCarriedOut;  // vexamgr makes a database that works there
+  }
+  return Fail(database, creation == DatabaseCreation::kNoRoom ? "no room is left: " + why : why);
+}
+
+ExitStatus PrepareNew(const std::string& database, const std::string& watchDirectory) {
+  // A population of it would end at once.
+  if (!watchDirectory.empty() && access((watchDirectory + "/.").c_str(), R_OK | X_OK) < 0) {
+    return Refuse(watchDirectory, std::string("can't be read as a folder: ") + strerror(errno));
+  }
+  return LacksRoom(database) ? kFailed : MakeDatabase(database);
+}
+
+ExitStatus PrepareExisting(const std::string& database) {
+  if (HasWriteAheadLog(database) && LacksRoom(database)) {
+    return kFailed;
+  }
+  const bool isMarked = IncompleteMark(database).IsThere();
+  bool isNew = false;
+  std::string why;
+  if (!IsNewDatabase(database, isMarked, &isNew, &why)) {
+    PrintReason(database, "left as it is: " + why);
+    return kCarriedOut;
+  }
+  const int error = isNew ? LeaveMark(database) : 0;
+  return error == 0 ? kCarriedOut : Fail(database, strerror(error));
+}
+
+}  // namespace
+
+ExitStatus Prepare(const std::string& name, const std::string& watchDirectory) {
+  if (EndsInSlash(watchDirectory)) {
+    return kRefused;
+  }
+  const std::string database = ResolveDatabase(name);
+  struct stat status = {};
+  if (stat(database.c_str(), &status) < 0 && errno != ENOENT) {
+    return Fail(database, strerror(errno));
+  }
+  if (status.st_mode != 0 && !S_ISREG(status.st_mode)) {
+    return Refuse(database, "is no file");
+  }
+  if (status.st_size > 0) {
+    return PrepareExisting(database);
+  }
+  if (IsLink(name)) {
+    return Refuse(name, "leads to no database: prepare that by its own name");
+  }
+  return PrepareNew(database, watchDirectory);
+}

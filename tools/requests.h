@@ -1,0 +1,54 @@
+#ifndef VEXAMGR_TOOLS_REQUESTS_H
+#define VEXAMGR_TOOLS_REQUESTS_H
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+#include "ipc/command_messages.h"
+
+// vexactl's exit statuses.
+enum ExitStatus {
+  kCarriedOut = 0,
+  kRefused = 1,
+  kMissing = 1,     // of check: a clip has no row
+  kWrongUse = 2,    // nothing was done
+  kNoAnswer = 3,    // no queue, no answer in time
+  kCannotTell = 3,  // of check
+  kFailed = 255,    // of prepare; systemd takes it for a failure of the unit, and 1 for none
+};
+
+// One request that vexactl is to send.
+struct Request {
+  std::string subject;     // what it is about, for the output: a path, "recording ID", "vexamgr"
+  const char* outcome;     // what becomes of the subject when it is carried out, for the output
+  CommandMessage message;  // complete but for mtype and SenderType
+  size_t textSize;
+  int32_t success = 0;  // the result code of a request that was carried out
+};
+
+// An insertion or a deletion. The path has at most kMaxPathLength bytes.
+Request InsertionOf(const std::string& path);
+Request DeletionOf(const std::string& path);
+
+// A deletion without a path. The service refuses it with -1, which tells that it answers, and
+// neither changes nor logs anything for it.
+Request Ping();
+
+// Sends a request and, while the answer is that another process has locked the catalogue, sends it
+// again after growing pauses, the last time 100 ms before its time limit. Returns 0 and stores the
+// last answer's result into *result, or returns the error of SendRequest.
+int SendUntilUnlocked(int queueId, std::chrono::milliseconds limit, Request* request,
+                      int32_t* result);
+
+// Prints what became of an answered request: a line on standard output if it was carried out, else
+// on standard error.
+void PrintOutcome(const Request& request, int32_t result);
+
+// Prints a line on standard error: "vexactl: SUBJECT: REASON".
+void PrintReason(const std::string& subject, const std::string& reason);
+
+// What an error of OpenCommandQueue or SendRequest means.
+const char* ErrorText(int error);
+
+#endif
