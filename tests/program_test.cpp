@@ -58,3 +58,19 @@ TEST_P(KillTest, KeepsWhatItHasLoggedAndAnswered) {
   EXPECT_EQ(std::filesystem::exists("db-wal"), GetParam() != "true ");
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Track"), "2|");
 }
+
+TEST_P(KillTest, IsCompletedWithEachClipOnce) {
+  ASSERT_EQ(Run(GetParam() + "db"), "0 ");
+  Write("db-incomplete", "");
+  for (const char* clip : {"w/a.xml", "w/b.xml", "w/c.xml", "w/d.xml"}) {
+    WriteClip(clip);
+  }
+  EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR "db w"), "-9 ") << "in the population";
+  const pid_t complete = Execute(VEXACTL "--timeout 1 complete --pending db w");
+  EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR "db w"), "-9 ") << "in the completion";
+  const pid_t service = Execute(VEXAMGR "db w");
+  EXPECT_EQ(End(complete), 0);
+  EXPECT_EQ(End(service, SIGTERM), 0);
+  EXPECT_EQ(Query("SELECT Path FROM Track ORDER BY Path"), "w/a.xml|w/b.xml|w/c.xml|w/d.xml|");
+  EXPECT_FALSE(std::filesystem::exists("db-incomplete"));
+}

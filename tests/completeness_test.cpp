@@ -1,0 +1,181 @@
+#include "tests/service_test.h"
+
+using std::filesystem::exists;
+
+using PrepareTest = ServiceTest;
+
+TEST_F(PrepareTest, MakesADatabaseThatAllCanReadAndWriteAtOnce) {
+  Write("db", "");
+  for (const char* leftover : {"db-journal", "db-wal", "db-shm", "db-new", "db-new-wal"}) {
+    Write(leftover, "of a database that was removed");
+  }
+  EXPECT_EQ(Run(VEXACTL "prepare db w"), "0 ");
+  EXPECT_EQ(Run("ls --ignore=output"), "0 db\ndb-incomplete\nw\n");
+  EXPECT_EQ(Query("PRAGMA journal_mode; PRAGMA page_size"), "wal|1024|");
+}
+
+TEST_F(PrepareTest, KeepsACatalogueWithoutALookAtItsFolder) {
+  WriteClip("w/a.xml");
+  ASSERT_EQ(Populate(), 0);
+  std::filesystem::remove_all("w");
+  std::filesystem::create_symlink("db", "link");
+  EXPECT_EQ(Run(VEXACTL "prepare link w"), "0 ");
+  EXPECT_EQ(Query("SELECT Path FROM Track"), "w/a.xml|");
+  EXPECT_FALSE(exists("db-incomplete"));
+  Write("no-database", "It is a text.");
+  EXPECT_EQ(Run(VEXACTL "prepare no-database w"),
+            "0 vexactl: no-database: left as it is: file is not a database\n");
+  EXPECT_EQ(Take("no-database"), "It is a text.");
+}
+
+TEST_F(PrepareTest, RefusesWhatItCannotPrepare) {
+  std::filesystem::create_symlink("nothing", "link");
+  const std::pair<std::string, std::string> refusals[] = {
+      {"db w/", "w/: a watch directory must be named without a slash at its end"},
+      {"db none", "none: can't be read as a folder: No such file or directory"},
+      {"link w", "link: leads to no database: prepare that by its own name"},
+      {"w w", "w: is no file"},
+  };
+  for (const auto& [arguments, reason] : refusals) {
+    EXPECT_EQ(Run(VEXACTL "prepare " + arguments), "1 vexactl: " + reason + "\n");
+  }
+  EXPECT_EQ(Run("ls --ignore=output"), "0 link\nw\n");
+}
+
+TEST_F(PrepareTest, MarksADatabaseThatHasYetToBePopulated) {
+  Query("CREATE TABLE Other (x)");
+  EXPECT_EQ(Run(VEXACTL "prepare db"), "0 ");
+  EXPECT_TRUE(exists("db-incomplete"));
+}
+
+TEST_F(PrepareTest, UndoesACreationThatWasCutShort) {
+  const std::string tables = "SELECT name FROM sqlite_master WHERE type = 'table'";
+  Query("CREATE TABLE Schema (x); CREATE TABLE Track (x)");
+  EXPECT_EQ(Run(VEXACTL "prepare db"), "0 ");
+  EXPECT_EQ(Query(tables), "Schema|Track|") << "without the mark";
+  Write("db-incomplete", "");
+  EXPECT_EQ(Run(VEXACTL "prepare db"), "0 ");
+  EXPECT_EQ(Query(tables), "");
+  EXPECT_EQ(Populate(), 0);
+  EXPECT_EQ(Run(VEXACTL "prepare db"), "0 ");
+  EXPECT_EQ(Query("SELECT Id FROM Recording"), "1|") << "of a catalogue without clips";
+}
+
+TEST_F(PrepareTest, FailsWithoutRoomForTheJournalsIndex) {
+  EXPECT_EQ(Run("unshare --mount sh -c \"mount -t tmpfs -o size=256k none w && " VEXACTL
+                "prepare w/db && head -c 190k /dev/zero >w/rest && " VEXACTL "prepare w/db\""),
+            "255 vexactl: w/db: less than 64 kB of room is left beside it\n");
+}
+
+using CheckTest = ServiceTest;
+
+TEST_F(CheckTest, NamesTheDescriptionsWhoseClipHasNoRow) {
+  WriteClip("w/a.xml");
+  WriteClip("w/b/it's.xml");
+  ASSERT_EQ(Populate(), 0);
+  WriteClip("w/.hidden/c.xml");
+  WriteClip("w/c.XML");
+  EXPECT_EQ(Run(VEXACTL "check db w"), "0 ");
+  for (const std::string column : {"DateFrom", "DateTo", "TriggerType", "Path"}) {
+    Query("UPDATE Track SET " + column + " = " + column + " || 1 WHERE Path = 'w/a.xml'");
+    EXPECT_EQ(Run(VEXACTL "check db w"), "1 w/a.xml\n") << column;
+    Query(
+        "DELETE FROM Track WHERE Path LIKE 'w/a%'; INSERT INTO Track VALUES (100, 100, 2, "
+        "'w/a.xml')");
+  }
+  Write("w/a.xml", "<clip/>");
+  EXPECT_EQ(Run(VEXACTL "check db w"), "1 vexactl: w/a.xml: it has no element dateFrom\nw/a.xml\n");
+}
+
+TEST_F(CheckTest, SaysWhatItCannotTell) {
+  WriteClip("w/a.xml");
+  EXPECT_EQ(Run(VEXACTL "check db w"), "3 vexactl: db: No such file or directory\n");
+  EXPECT_FALSE(exists("db"));
+  Query("CREATE TABLE Schema (x)");
+  EXPECT_EQ(Run(VEXACTL "check db w"),
+            "3 vexactl: db: this is no catalogue yet: start vexamgr anew, after vexactl prepare\n");
+  std::filesystem::remove("db");
+  ASSERT_EQ(Populate(), 0);
+  EXPECT_EQ(Run(VEXACTL "check db none"), "3 vexactl: none: No such file or directory\n");
+  std::filesystem::create_directory("w/locked");
+  std::filesystem::permissions("w/locked", std::filesystem::perms::none);
+  WriteClip("w/b.xml");
+  EXPECT_EQ(Run("setpriv --bounding-set -all " VEXACTL "check db w"),
+            "3 vexactl: w/locked: Permission denied\nw/b.xml\n");
+}
+
+class CompleteTest : public ServiceTest {
+ protected:
+  // Serves a prepared catalogue of some clips and then takes out the rows of all but the first.
+  void ServeIncomplete(int clips) {
+    for (int clip = 0; clip < clips; ++clip) {
+      WriteClip("w/" + std::to_string(clip) + ".xml");
+    }
+    ASSERT_EQ(Run(VEXACTL "prepare db w"), "0 ");
+    Serve();
+    Query("DELETE FROM Track WHERE Path <> 'w/0.xml'");
+  }
+
+  static std::string Paths() { return Query("SELECT Path FROM Track ORDER BY Path"); }
+};
+
+TEST_F(CompleteTest, InsertsWhatHasNoRowAndTriesTheRestOnlyOnce) {
+  ServeIncomplete(2);
+  Write("w/torn.xml", "");
+  std::string deepFolder = "w";
+  while (deepFolder.size() < 1499) {
+    deepFolder += "/" + std::string(200, 'x');
+  }
+  WriteClip(deepFolder + "/clip.xml");
+  EXPECT_EQ(Run(VEXACTL "complete --pending db w 2>reasons"), "1 inserted w/1.xml\n");
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "vexactl: w/torn.xml: it is malformed",
+                      Take("reasons"));
+  EXPECT_FALSE(exists("db-incomplete"));
+  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/1.xml"), 0);
+  EXPECT_EQ(Run(VEXACTL "prepare db w"), "0 ");
+  EXPECT_EQ(Run(VEXACTL "complete --pending db w"), "0 ");
+  EXPECT_EQ(Paths(), "w/0.xml|");
+}
+
+TEST_F(CompleteTest, LeavesWhatALockRefusesForAnotherTime) {
+  ServeIncomplete(3);
+  sqlite3* locker = Hold("BEGIN IMMEDIATE");
+  EXPECT_EQ(Run(VEXACTL "--timeout 1 complete --pending db w >inserted 2>refused"), "1 ");
+  EXPECT_EQ(Take("inserted"), "");
+  const std::string refused = Take("refused");
+  EXPECT_EQ(std::count(refused.begin(), refused.end(), '\n'), 1) << refused;
+  EXPECT_TRUE(exists("db-incomplete"));
+  sqlite3_close(locker);
+  EXPECT_EQ(End(Execute(VEXACTL "complete --pending db w")), 0);
+  EXPECT_EQ(Paths(), "w/0.xml|w/1.xml|w/2.xml|");
+  EXPECT_FALSE(exists("db-incomplete"));
+}
+
+TEST_F(CompleteTest, StopsIfAnotherCatalogueIsServed) {
+  ServeIncomplete(2);
+  Run("sqlite3 -readonly db '.backup other'");
+  Write("other-incomplete", "");
+  EXPECT_EQ(Run(VEXACTL "complete other w"),
+            "3 inserted w/1.xml\n"
+            "vexactl: other: vexamgr serves another catalogue: the clip has no row here\n");
+  EXPECT_TRUE(exists("other-incomplete"));
+}
+
+TEST_F(CompleteTest, TakesTurnsWithAnother) {
+  ServeIncomplete(300);
+  Run(VEXACTL "complete db w & " VEXACTL "complete db w; wait");
+  EXPECT_EQ(Query("SELECT COUNT(*), COUNT(DISTINCT Path) FROM Track"), "300|300|");
+}
+
+TEST_F(CompleteTest, AwaitsVexamgrAndThenTheCard) {
+  ASSERT_EQ(Run(VEXACTL "prepare db"), "0 ");
+  const pid_t pending = Execute(VEXACTL "complete --pending db w");
+  WaitUntil("it awaits a queue", [=] { return Sleeps(pending); });
+  EXPECT_EQ(Run(VEXACTL "complete --pending db w"), "0 ") << "of a second one beside it";
+  Serve();
+  EXPECT_EQ(Run(VEXACTL "complete db w"), "0 ") << "without a card";
+  EXPECT_TRUE(exists("db-incomplete"));
+  WriteClip("w/a.xml");
+  EXPECT_EQ(End(pending), 0);
+  EXPECT_EQ(Paths(), "w/a.xml|");
+}
