@@ -114,7 +114,7 @@ static Work Requests(int32_t id, bool bare = false) {
 
 static void Echo() {
   const int queue = msgget(COMMAND_QUEUE_KEY, IPC_CREAT | 0600);
-  for (CommandMessage request; msgrcv(queue, &request, COMMAND_TEXT_SIZE, 1, 0) >= 0;) {
+  for (CommandMessage request; msgrcv(queue, &request, COMMAND_REQUEST_SIZE, 1, 0) >= 0;) {
     const CommandReply reply = {request.SenderType, 1, request.MessageId, 4, 0};
     msgsnd(queue, &reply, COMMAND_REPLY_SIZE, 0);
   }

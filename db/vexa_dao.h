@@ -16,7 +16,6 @@ struct RecordingSource {
   char SourceDescription[128];
   char SourceAddress[128];
 };
-static_assert(sizeof(RecordingSource) == 640, "five texts of 128");
 
 // The recording database: the only connection to it and every SQL statement that is run on it.
 //

@@ -3,9 +3,8 @@
  *
  * One System V message queue (see sysvipc(7)) carries both directions. A requester opens it with
  * msgget(COMMAND_QUEUE_KEY, 0), sends a CommandMessage of type COMMAND_REQUEST_TYPE with msgsnd(2)
- * and waits with msgrcv(2) for the CommandReply of the type that it named in SenderType. Sizes
- * and the offsets below leave mtype out, as msgsnd and msgrcv do. Integers have the byte order of
- * the machine. */
+ * and waits with msgrcv(2) for the CommandReply of the type that it named in SenderType. Integers
+ * have the byte order of the machine. vexamgr(8) has an example. */
 #ifndef VEXAMGR_IPC_COMMAND_MESSAGES_H
 #define VEXAMGR_IPC_COMMAND_MESSAGES_H
 
@@ -25,28 +24,17 @@
 #define COMMAND_UPDATE_RECORDING 2 /* Update: the whole record */
 
 /* Sizes in bytes, without mtype. */
-#define COMMAND_LEAST_SIZE 8     /* a request that is cut after its MessageId */
-#define COMMAND_HEADER_SIZE 12   /* a request without its data */
-#define COMMAND_DATA_SIZE 1500   /* the most data that a request can carry */
-#define COMMAND_TEXT_SIZE 1512   /* the longest request */
-#define COMMAND_UPDATE_SIZE 1320 /* every COMMAND_UPDATE_RECORDING request */
-#define COMMAND_REPLY_SIZE 16    /* every reply */
+#define COMMAND_LEAST_SIZE 8      /* the service drops a request that is shorter */
+#define COMMAND_HEADER_SIZE 12    /* a request without its data */
+#define COMMAND_DATA_SIZE 1500    /* the most data that a request can carry */
+#define COMMAND_REQUEST_SIZE 1512 /* the longest request */
+#define COMMAND_UPDATE_SIZE 1320  /* every COMMAND_UPDATE_RECORDING request */
+#define COMMAND_REPLY_SIZE 16     /* every reply */
 
-/* The new values of a recording's descriptive columns. Texts are NUL-terminated; one without a NUL
- * ends with its field.
- *
- *   offset  size  field
- *        0     4  Id
- *       12   132  Content
- *      144   128  SourceId
- *      272   128  SourceName
- *      400   128  SourceLocation
- *      528   128  SourceDescription
- *      656   128  SourceAddress
- *      784     4  MaxRetentionTime
- *     1308        end */
+/* The new values of a recording's descriptive columns. Texts are NUL-terminated; a text without a
+ * NUL ends with its field. */
 typedef struct RecordingUpdate {
-  int32_t Id;        /* of the recording; 1 is the one that the service keeps */
+  int32_t Id;        /* of the recording; the service keeps the recording 1 */
   char Unused4[8];   /* not read */
   char Content[132]; /* up to 131 characters and a NUL, the texts below up to 127 */
   char SourceId[128];
@@ -58,18 +46,12 @@ typedef struct RecordingUpdate {
   char Unused788[520]; /* not read */
 } RecordingUpdate;
 
-/* A request.
- *
- *   offset  size  field
- *        0     4  SenderType
- *        4     4  MessageId
- *        8     4  DataLength
- *       12  1500  Data, or Update in its first 1308 bytes */
+/* A request. */
 typedef struct CommandMessage {
   long mtype;         /* COMMAND_REQUEST_TYPE */
   int32_t SenderType; /* where the requester awaits the reply: positive, not 1, its own alone */
   int32_t MessageId;
-  int32_t DataLength; /* bytes of data; the service goes by the size of the message */
+  int32_t DataLength; /* not read: the size of the message counts */
   union {
     char Data[COMMAND_DATA_SIZE];
     RecordingUpdate Update;
@@ -78,20 +60,15 @@ typedef struct CommandMessage {
 
 /* The answer to one request. Result is
  *
- *        0  carried out; for a deletion or an update also when no row matched
- *       -1  the size of the request is wrong, or the path to delete is not that of a clip
- *           description below the watch directory
- *        5  another process has locked the database and nothing was changed, so the request can be
- *           sent again; for an insertion perhaps a clip description that can't be read
- *       22  the clip description to insert lacks an element, or one of its texts is unusable
- *    other  for an insertion tinyxml2's error number or SQLite's result code, for a deletion or
- *           an update SQLite's result code; see vexamgr(8)
- *
- *   offset  size  field
- *        0     4  SenderType
- *        4     4  MessageId
- *        8     4  DataLength
- *       12     4  Result */
+ *        0  The request was carried out. A deletion or an update was carried out even if it found
+ *           no row.
+ *       -1  The size of the request is wrong, or the path to delete is not that of a clip
+ *           description below the watch directory.
+ *        5  Another process has locked the database, nothing was changed, and the request can be
+ *           sent again. For an insertion, 5 can also mean that the clip description can't be read.
+ *       22  The clip description to insert lacks an element, or one of its texts is unusable.
+ *    other  For an insertion tinyxml2's error number or SQLite's result code; for a deletion or an
+ *           update SQLite's result code. See vexamgr(8). */
 typedef struct CommandReply {
   long mtype;         /* the request's SenderType */
   int32_t SenderType; /* COMMAND_REQUEST_TYPE */
@@ -100,6 +77,7 @@ typedef struct CommandReply {
   int32_t Result;
 } CommandReply;
 
+/* The offsets that other programs rely on. Those of messages count from after mtype. */
 #define COMMAND_ASSERT_OFFSET(record, field, offset) \
   static_assert(offsetof(record, field) == (offset), #record "." #field)
 #define COMMAND_ASSERT_TEXT_OFFSET(record, field, offset) \
@@ -120,7 +98,7 @@ COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, MessageId, 4);
 COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, DataLength, 8);
 COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, Data, COMMAND_HEADER_SIZE);
 COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, Update, COMMAND_HEADER_SIZE);
-static_assert(sizeof(CommandMessage) == sizeof(long) + COMMAND_TEXT_SIZE, "CommandMessage");
+static_assert(sizeof(CommandMessage) == sizeof(long) + COMMAND_REQUEST_SIZE, "CommandMessage");
 
 COMMAND_ASSERT_TEXT_OFFSET(CommandReply, SenderType, 0);
 COMMAND_ASSERT_TEXT_OFFSET(CommandReply, MessageId, 4);

@@ -91,11 +91,11 @@ size_t MakePathRequest(int32_t messageId, std::string_view path, CommandMessage*
   return COMMAND_HEADER_SIZE + length + 1;
 }
 
-int PutRequest(int queueId, CommandMessage* request, size_t textSize, milliseconds limit) {
+int PutRequest(int queueId, CommandMessage* request, size_t size, milliseconds limit) {
   request->mtype = COMMAND_REQUEST_TYPE;
   request->SenderType = ReplyType();
   DrainReplies(queueId, request->SenderType);
-  return CallUntil(Clock::now() + limit, [&] { return msgsnd(queueId, request, textSize, 0); });
+  return CallUntil(Clock::now() + limit, [&] { return msgsnd(queueId, request, size, 0); });
 }
 
 int TakeReply(int queueId, int32_t messageId, milliseconds limit, int32_t* result) {
@@ -113,10 +113,10 @@ int TakeReply(int queueId, int32_t messageId, milliseconds limit, int32_t* resul
   return 0;
 }
 
-int SendRequest(int queueId, CommandMessage* request, size_t textSize, milliseconds limit,
+int SendRequest(int queueId, CommandMessage* request, size_t size, milliseconds limit,
                 int32_t* result) {
   const Clock::time_point deadline = Clock::now() + limit;
-  if (const int error = PutRequest(queueId, request, textSize, limit); error != 0) {
+  if (const int error = PutRequest(queueId, request, size, limit); error != 0) {
     return error;
   }
   const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now());

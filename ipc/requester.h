@@ -25,12 +25,11 @@ size_t MakePathRequest(int32_t messageId, std::string_view path, CommandMessage*
 // of msgsnd(2) or msgrcv(2). SIGALRM and the timer of setitimer(2) are theirs: they leave the timer
 // off and restore nothing.
 
-// Puts the first textSize bytes of the request's text into the queue, unless it returns an error.
+// Puts the first size bytes of the request's text into the queue, unless it returns an error.
 //
 // Fills in mtype and SenderType: the process's id, or INT32_MAX for id 1, which is the type of
 // requests. First drains the replies that wait for this process or for an earlier one of that id.
-int PutRequest(int queueId, CommandMessage* request, size_t textSize,
-               std::chrono::milliseconds limit);
+int PutRequest(int queueId, CommandMessage* request, size_t size, std::chrono::milliseconds limit);
 
 // Takes the reply to the process's request with this MessageId and stores the service's result code
 // into *result. Replies with another MessageId, to requests that were given up, are dropped.
@@ -39,8 +38,8 @@ int TakeReply(int queueId, int32_t messageId, std::chrono::milliseconds limit, i
 // Does both, within one time limit. On failure *result is unchanged; after ETIMEDOUT the request
 // may still be carried out, and a reply to it that comes after the drain of the process's next
 // request, if that has the same MessageId, is taken for the answer to that one.
-int SendRequest(int queueId, CommandMessage* request, size_t textSize,
-                std::chrono::milliseconds limit, int32_t* result);
+int SendRequest(int queueId, CommandMessage* request, size_t size, std::chrono::milliseconds limit,
+                int32_t* result);
 
 // Whether nothing waits in the queue and who took the last message has ended. A request of this
 // process that is unanswered then never will be answered.

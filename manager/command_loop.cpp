@@ -36,7 +36,7 @@ int VexaManager::RunCommandLoop() {
   // What ends the loop, and with which result, is fixed: see doc/compatibility.md. msgrcv(2) can't
   // test `running` and fall asleep in one step, so a stop in between takes effect after a request.
   while (running) {
-    const ssize_t size = msgrcv(queueId, &message, COMMAND_TEXT_SIZE, COMMAND_REQUEST_TYPE, 0);
+    const ssize_t size = msgrcv(queueId, &message, COMMAND_REQUEST_SIZE, COMMAND_REQUEST_TYPE, 0);
     if (size < 0) {
       const int error = errno;
       if (!running && error == EINTR) {

@@ -17,12 +17,12 @@ int net_get_hwaddr(std::string* address) {
   }
   ifreq request = {};
   strcpy(request.ifr_name, "eth0");
-  const int outcome = ioctl(descriptor, SIOCGIFHWADDR, &request);
-  close(descriptor);
-  if (outcome < 0) {
+  if (ioctl(descriptor, SIOCGIFHWADDR, &request) < 0) {
     syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  net_get_hwaddr: ioctl SIOCGIFHWADDR");
+    close(descriptor);
     return -1;
   }
+  close(descriptor);
   unsigned char bytes[6];
   memcpy(bytes, request.ifr_hwaddr.sa_data, sizeof bytes);
   char digits[2 * sizeof bytes + 1];

@@ -3,11 +3,11 @@
 using ProgramTest = ServiceTest;
 
 TEST_F(ProgramTest, TellsWhyItCannotServe) {
-  EXPECT_EQ(Run(VEXAMGR "db"), "1 ");
+  EXPECT_EQ(Run(VEXAMGR_CAPTURED "db"), "1 ");
   EXPECT_EQ(Take("log"),
             "27 [main] Insufficient arguments supplied\n"
             "27 [main] Usage: vexamgr <databaseFilename> <watchDirectory>\n");
-  EXPECT_EQ(Run(VEXAMGR "-none/db w"), "1 ");
+  EXPECT_EQ(Run(VEXAMGR_CAPTURED "-none/db w"), "1 ");
   EXPECT_EQ(Take("log"),
             "30 [main] Creating manager...\n"
             "27 [VexaDAO] Failed to open database (-none/db)\n"
@@ -15,7 +15,7 @@ TEST_F(ProgramTest, TellsWhyItCannotServe) {
             "27 [main] Exiting due to error\n");
   EXPECT_EQ(Queue(), -1);
   Queue(IPC_CREAT);  // of mode 0, and root without its capabilities
-  EXPECT_EQ(Run("setpriv --bounding-set -all " VEXAMGR "db w"), "1 ");
+  EXPECT_EQ(Run("setpriv --bounding-set -all " VEXAMGR_CAPTURED "db w"), "1 ");
   EXPECT_EQ(Take("log"), "27 [main] Failed to create message queue\n");
   EXPECT_FALSE(std::filesystem::exists("db"));
 }
@@ -23,7 +23,8 @@ TEST_F(ProgramTest, TellsWhyItCannotServe) {
 TEST_F(ProgramTest, ServesUntilASignal) {
   for (int signal : {SIGINT, SIGTERM}) {
     SCOPED_TRACE(strsignal(signal));
-    const pid_t service = Execute("env SIGNAL=15 AT='Creating manager' " VEXAMGR "db w ignored");
+    const pid_t service =
+        Execute("env SIGNAL=15 AT='Creating manager' " VEXAMGR_CAPTURED "db w ignored");
     WaitUntil("the queue is there", [] { return Queue() >= 0; });
     EXPECT_EQ(QueueStatus().msg_perm.mode, 0666);
     EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/x.xml"), 0);
@@ -49,10 +50,10 @@ TEST_P(KillTest, KeepsWhatItHasLoggedAndAnswered) {
   ASSERT_EQ(Run(GetParam() + "db"), "0 ");
   WriteClip("w/a.xml");
   WriteClip("w/b.xml");
-  EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR "db w"), "-9 ");
+  EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR_CAPTURED "db w"), "-9 ");
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Track"), "1|");
   Send(77, COMMAND_INSERT_CLIP, WriteClip("c.xml"));
-  const pid_t service = Execute("env SIGNAL=9 AT=Exiting " VEXAMGR "db w");
+  const pid_t service = Execute("env SIGNAL=9 AT=Exiting " VEXAMGR_CAPTURED "db w");
   EXPECT_EQ(Receive("the request that waited").Result, 0);
   EXPECT_EQ(End(service, SIGTERM), -SIGKILL);  // before it removes the queue and, last, its journal
   EXPECT_EQ(std::filesystem::exists("db-wal"), GetParam() != "true ");
@@ -65,10 +66,10 @@ TEST_P(KillTest, IsCompletedWithEachClipOnce) {
   for (const char* clip : {"w/a.xml", "w/b.xml", "w/c.xml", "w/d.xml"}) {
     WriteClip(clip);
   }
-  EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR "db w"), "-9 ") << "in the population";
+  EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR_CAPTURED "db w"), "-9 ") << "in the population";
   const pid_t complete = Execute(VEXACTL "--timeout 1 complete --pending db w");
-  EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR "db w"), "-9 ") << "in the completion";
-  const pid_t service = Execute(VEXAMGR "db w");
+  EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR_CAPTURED "db w"), "-9 ") << "in the completion";
+  const pid_t service = Execute(VEXAMGR_CAPTURED "db w");
   EXPECT_EQ(End(complete), 0);
   EXPECT_EQ(End(service, SIGTERM), 0);
   EXPECT_EQ(Query("SELECT Path FROM Track ORDER BY Path"), "w/a.xml|w/b.xml|w/c.xml|w/d.xml|");

@@ -147,7 +147,7 @@ bool ReadUpdate(const Arguments& arguments, int count, char** ids, std::vector<R
   request.outcome = "updated";
   request.message.MessageId = COMMAND_UPDATE_RECORDING;
   request.message.DataLength = sizeof request.message.Update;
-  request.textSize = COMMAND_UPDATE_SIZE;
+  request.size = COMMAND_UPDATE_SIZE;
   RecordingUpdate& update = request.message.Update;
   using Id = std::numeric_limits<int32_t>;
   using Time = std::numeric_limits<uint32_t>;

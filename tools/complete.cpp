@@ -56,7 +56,7 @@ int AwaitQueue(bool endless, int* queueId) {
 int PutPing(int queueId, Request* ping) {
   int error;
   do {
-    error = PutRequest(queueId, &ping->message, ping->textSize, seconds(10));
+    error = PutRequest(queueId, &ping->message, ping->size, seconds(10));
   } while (error == ETIMEDOUT);
   return error;
 }
@@ -122,7 +122,7 @@ int Pass::Run() {
   // Answered after an insertion that an earlier pass, which was killed, has left in the queue.
   Request ping = Ping();
   int32_t result;
-  error = SendRequest(queueId, &ping.message, ping.textSize, options.limit, &result);
+  error = SendRequest(queueId, &ping.message, ping.size, options.limit, &result);
   if (error != 0) {
     return error;
   }

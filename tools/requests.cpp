@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 
 Request PathRequest(int32_t messageId, const char* outcome, const std::string& path) {
   Request request = {path, outcome, {}, 0};
-  request.textSize = MakePathRequest(messageId, path, &request.message);
+  request.size = MakePathRequest(messageId, path, &request.message);
   return request;
 }
 
@@ -61,12 +61,12 @@ int SendUntilUnlocked(int queueId, milliseconds limit, Request* request, int32_t
   const auto deadline = Clock::now() + limit;
   const auto lastTime = deadline - milliseconds(100);
   milliseconds pause(10);
-  int error = SendRequest(queueId, &request->message, request->textSize, limit, result);
+  int error = SendRequest(queueId, &request->message, request->size, limit, result);
   while (error == 0 && *result == SQLITE_BUSY && Clock::now() < lastTime) {
     std::this_thread::sleep_until(std::min(Clock::now() + pause, lastTime));
     pause = std::min(2 * pause, milliseconds(1000));
     const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now());
-    error = SendRequest(queueId, &request->message, request->textSize, left, result);
+    error = SendRequest(queueId, &request->message, request->size, left, result);
   }
   return error;
 }

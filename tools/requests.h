@@ -23,8 +23,8 @@ struct Request {
   std::string subject;     // what it is about, for the output: a path, "recording ID", "vexamgr"
   const char* outcome;     // what becomes of the subject when it is carried out, for the output
   CommandMessage message;  // complete but for mtype and SenderType
-  size_t textSize;
-  int32_t success = 0;  // the result code of a request that was carried out
+  size_t size;             // of the message, without mtype
+  int32_t success = 0;     // the result code of a request that was carried out
 };
 
 // An insertion or a deletion. The path has at most kMaxPathLength bytes.
