@@ -11,6 +11,7 @@ stop_service() {
     sleep 0.1
   done
 }
+# shellcheck disable=SC2317 # the trap calls it
 end() {
   if [ -n "$service" ]; then
     stop_service

@@ -1,3 +1,5 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2034 # the scripts that source this file use its lists
 # Sourced by the other scripts.
 
 # What every build needs.
@@ -34,13 +36,14 @@ install_packages() {
   fi
 }
 
-# Prints from where the machine's own packages come.
+# Prints the mirror from which the machine takes the packages of Debian 12.
 debian_mirror() {
   local mirror
+  # shellcheck disable=SC2016 # apt-get replaces it
   mirror=$(apt-get indextargets --format '$(REPO_URI)' \
     'Created-By: Packages' 'Codename: bookworm' 'Component: main' | head -n 1)
   if [ -z "$mirror" ]; then
-    echo "apt knows no mirror of bookworm: run apt-get update first" >&2
+    echo "apt knows no mirror of bookworm: this takes Debian 12, after apt-get update" >&2
     return 1
   fi
   echo "$mirror"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds vexamgr and runs it in the foreground.
 set -euo pipefail
-root=$(cd "$(dirname "$0")/.." && pwd)
-. "$root/scripts/packages.sh"
+source=$(cd "$(dirname "$0")/.." && pwd)
+. "$source/scripts/packages.sh"
 
 usage="Usage: run.sh <databaseFilename> <watchDirectory>
        run.sh
@@ -31,14 +31,14 @@ fi
 install_packages "${build_packages[@]}" sqlite3
 echo "Building into build/release"
 (
-  cd "$root"
+  cd "$source"
   cmake --preset release >/dev/null
   cmake --build --preset release --target all log_to_stderr
 )
-programs=$root/build/release
+programs=$source/build/release
 
 if [ $# -eq 0 ] && in_ipc_namespace true 2>/dev/null; then
-  in_ipc_namespace "$root/scripts/demo.sh" "$programs"
+  in_ipc_namespace "$source/scripts/demo.sh" "$programs"
   exit
 fi
 # Two services would share the requests, and the end of one would take the queue from the other. One
@@ -50,7 +50,7 @@ if answer=$("$programs/vexactl" --timeout 2 ping 2>&1) ||
 fi
 if [ $# -eq 0 ]; then
   echo "No IPC namespace can be made here: the demonstration runs without one."
-  exec "$root/scripts/demo.sh" "$programs"
+  exec "$source/scripts/demo.sh" "$programs"
 fi
 vexactl=$programs/vexactl
 "$vexactl" prepare "$database" "$watch"

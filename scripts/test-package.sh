@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Builds the Debian package, checks it and tries it in a fresh Debian root: piuparts installs, removes
-# and purges it, autopkgtest runs debian/tests. For root, who alone can make such a root; exits 75 where
-# it can't be made. What the tools write goes to build/package/*.log, and is shown if they fail.
+# Builds the Debian package, checks it and tries it in a fresh Debian tree: piuparts installs, removes
+# and purges it, autopkgtest runs debian/tests. Only root can make such a tree; the script exits with 75
+# where it can't be made. What the tools write goes to build/package/*.log, and is shown if they fail.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-products=$PWD/build/package
-. scripts/fresh-root.sh
+. scripts/fresh-tree.sh
+begin_work "$PWD/build/package"
 install_packages "${library_packages[@]}" build-essential debhelper lintian devscripts piuparts \
   autopkgtest
 
@@ -32,7 +32,7 @@ TMPDIR=$scratch lintian --allow-root --display-info --pedantic --fail-on error,w
 hardening-check --nocfprotection --quiet \
   "$products"/vexamgr/debian/vexamgr/usr/{sbin/vexamgr,bin/vexactl}
 
-make_root bookworm
+make_tree bookworm
 echo "Installing, removing and purging it"
 # A removal is to keep the catalogue, a purge is not.
 mkdir "$scratch/hooks"
