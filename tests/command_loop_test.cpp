@@ -29,9 +29,11 @@ TEST_F(CommandLoopTest, APathEndsWithItsNulOrItsMessage) {
 }
 
 TEST_F(CommandLoopTest, GoesOnAfterARequestThatItCannotAnswer) {
-  Send(77, COMMAND_INSERT_CLIP, "", 7);
+  Send(77, COMMAND_INSERT_CLIP, "", COMMAND_LEAST_SIZE - 1);
   Send(COMMAND_REQUEST_TYPE, COMMAND_INSERT_CLIP, WriteClip("clip.xml"));
-  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, ""), -1);
+  Send(0, COMMAND_DELETE_CLIP, "w/clip.xml");
+  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "", COMMAND_HEADER_SIZE), -1);
+  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", COMMAND_UPDATE_SIZE), 0);
   EXPECT_EQ(Take("log"),
             "27 [VexaManager]  Incomplete message received\n"
             "30 [VexaManager] Inserted clip clip.xml\n");
@@ -46,8 +48,8 @@ TEST_F(CommandLoopTest, InsertsWhatADescriptionSays) {
       {kDatesAndUser + "<path>p</path><path>second</path>", "8|p|"},
       {"<trigger>SOFTWARE</trigger><path> a&amp;b&#65;'\n</path>" + kDates, "16| a&bA'\n|"},
       {kDates + "<trigger>NETWORK</trigger><trigger/><x/><path>p</path>", "4|p|"},
-      {kDates + "<trigger>EXTERNAL</trigger><path>" + std::string(200, 'x') + "</path>",
-       "1|" + std::string(127, 'x') + "|"},
+      {kDates + "<trigger>EXTERNAL</trigger><path>" + std::string(126, 'x') + "\xc3\xa9</path>",
+       "1|" + std::string(126, 'x') + "\xc3|"},  // cut inside an "é"
   };
   for (const auto& [content, triggerAndPath] : descriptions) {
     Write("clip.xml", "<any>" + content + "</any>");
@@ -63,6 +65,7 @@ TEST_F(CommandLoopTest, RefusesAnUnusableDescription) {
   const std::pair<std::string, std::string> descriptions[] = {
       {"<any><r>" + kDatesAndUser + "<path>p</path></r></any>", missing + "dateFrom\n"},
       {"<any>" + kDatesAndUser + "</any>", missing + "path\n"},
+      {"<any><dateFrom>today</dateFrom></any>", ""},
       {"<any>" + kDates + "<trigger>motion</trigger><path>p</path></any>", ""},
       {"<any>" + kDatesAndUser + "<path><!--c-->p</path></any>", ""},
       {"<?xml version='1.0'?><!--c-->", "27 [VexaManager]  Parser error : no root element\n"},
@@ -81,6 +84,9 @@ TEST_F(CommandLoopTest, TellsWhyAFileCannotBeLoaded) {
             "27 [VexaManager]  Parser error cause1 : %s%n.xml: No such file or directory\n"
             "27 [VexaManager]  Parser error cause2 : XML_ERROR_FILE_NOT_FOUND\n"
             "27 [VexaManager]  Error parsing file (%s%n.xml)\n");
+  Write("clip.xml", "<clip></end>");
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "clip.xml"), 14);
+  EXPECT_LOGGED("27 [VexaManager]  Parser error 14 in file clip.xml\n");
 }
 
 TEST_F(CommandLoopTest, DeletesTheTracksWhosePathContainsTheName) {

@@ -173,9 +173,11 @@ TEST_F(CompleteTest, AwaitsVexamgrAndThenTheCard) {
   WaitUntil("it awaits a queue", [=] { return Sleeps(pending); });
   EXPECT_EQ(Run(VEXACTL "complete --pending db w"), "0 ") << "of a second one beside it";
   Serve();
+  WaitUntil("it has its answer", [=] { return QueueStatus().msg_lrpid == pending; });
   EXPECT_EQ(Run(VEXACTL "complete db w"), "0 ") << "without a card";
   EXPECT_TRUE(exists("db-incomplete"));
-  WriteClip("w/a.xml");
+  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, WriteClip("w/a.xml")), 0) << "the recorder's own request";
   EXPECT_EQ(End(pending), 0);
+  EXPECT_FALSE(exists("db-incomplete"));
   EXPECT_EQ(Paths(), "w/a.xml|");
 }

@@ -57,16 +57,16 @@ class ServiceTest : public testing::Test {
   }
 
   // Populates an empty database: a manager that is stopped before its start serves nothing.
-  int Populate() {
-    manager.emplace("db", -1, "w");
+  int Populate(const char* watchDirectory = "w") {
+    manager.emplace("db", -1, watchDirectory);
     manager->Stop();
     return manager->Start();
   }
 
   // Serves requests in a thread of this process, until the queue is removed.
-  void Serve() {
-    ASSERT_EQ(Populate(), 0);
-    manager.emplace("db", Queue(IPC_CREAT | 0600), "w");
+  void Serve(const char* watchDirectory = "w") {
+    ASSERT_EQ(Populate(watchDirectory), 0);
+    manager.emplace("db", Queue(IPC_CREAT | 0600), watchDirectory);
     served = std::async(std::launch::async, [this] {
       servingThread = gettid();
       return manager->Start();
@@ -131,6 +131,7 @@ class ServiceTest : public testing::Test {
     area->mtype = COMMAND_REQUEST_TYPE;
     area->SenderType = sender;
     area->MessageId = id;
+    area->DataLength = -1;  // which the service does not look at
     path.copy(area->Data, sizeof area->Data);
     if (size == 0) {
       size = COMMAND_HEADER_SIZE + path.size() + 1;
@@ -183,10 +184,13 @@ class ServiceTest : public testing::Test {
     return std::to_string(status) + " " + Take("output");
   }
 
-  static void WaitUntil(const std::string& fact, const std::function<bool()>& holds) {
+  // Waits until a fact holds, for 10 s at most. Else fails where it was called, and ends the test.
+  static void WaitUntil(const std::string& fact, const std::function<bool()>& holds,
+                        const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     for (int milliseconds = 0; !holds(); ++milliseconds) {
       if (milliseconds == 10000) {
-        throw std::runtime_error("waited in vain until " + fact);
+        ADD_FAILURE_AT(file, line) << "waited in vain until " << fact;
+        throw std::runtime_error("a wait in vain");
       }
       usleep(1000);
     }

@@ -1,3 +1,6 @@
+#include <sys/time.h>
+
+#include "ipc/requester.h"
 #include "tests/service_test.h"
 
 using VexactlTest = ServiceTest;
@@ -7,10 +10,55 @@ const std::string kUpdate =
     " --source-id b --source-name \"it's\" --source-location '' --source-description e"
     " --source-address f --max-retention-time 4294967295 --content ";
 
-TEST_F(VexactlTest, EndsAtItsTimeLimit) {
+TEST_F(VexactlTest, RefusesWrongUse) {
+  Serve();
+  const std::pair<std::string, std::string> uses[] = {
+      {"", "no command is given"},
+      {"remove x", "unknown command remove"},
+      {"--unknown", "unrecognized option"},
+      {"insert", "no file is given"},
+      {"insert ''", "a path must have 1 to 1499 bytes"},
+      {"insert x --content y", "--content does not go with insert"},
+      {"insert --pending x", "--pending does not go with insert"},
+      {"ping --timeout 0", "--timeout must be a whole number from 1 to 86400"},
+      {"ping --timeout 1 --timeout 2", "--timeout is given twice"},
+      {"update 1 --content x", "needs --source-id"},
+      {"prepare db w w", "prepare takes a database"},
+      {"check db", "a watch directory must be given"},
+  };
+  for (const auto& [arguments, reason] : uses) {
+    const std::string outcome = Run(VEXACTL + arguments);
+    EXPECT_EQ(outcome.substr(0, 11), "2 vexactl: ") << arguments;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, reason, outcome);
+  }
+  EXPECT_EQ(Take("log"), "");
+}
+
+TEST_F(VexactlTest, TellsWhyItHasNoAnswer) {
+  EXPECT_EQ(Run(VEXACTL "ping"), "3 vexactl: there is no command queue: vexamgr is not running\n");
   Queue(IPC_CREAT | 0600);
   EXPECT_EQ(Run(VEXACTL "--timeout 1 ping"),
             "3 vexactl: vexamgr: no answer: the time limit has passed\n");
+  const pid_t ping = Execute(VEXACTL "ping");
+  WaitUntil("it waits for an answer", [=] { return QueueStatus().msg_lspid == ping; });
+  msgctl(Queue(), IPC_RMID, nullptr);
+  EXPECT_EQ(End(ping), 3);
+  EXPECT_EQ(Take("output"),
+            "vexactl: vexamgr: no answer: the command queue was removed: vexamgr has ended\n");
+}
+
+TEST_F(VexactlTest, TakesTheAnswerToItsOwnRequest) {
+  Serve();
+  const CommandReply stale = {getpid(), COMMAND_REQUEST_TYPE, COMMAND_DELETE_CLIP, 4, 0};
+  msgsnd(Queue(), &stale, COMMAND_REPLY_SIZE, 0);
+  CommandMessage ping = {};
+  ping.MessageId = COMMAND_DELETE_CLIP;
+  int32_t result = 0;
+  EXPECT_EQ(SendRequest(Queue(), &ping, COMMAND_HEADER_SIZE, std::chrono::seconds(9), &result), 0);
+  EXPECT_EQ(result, -1) << "0 was the answer to a process that had the same id";
+  itimerval timer;
+  getitimer(ITIMER_REAL, &timer);
+  EXPECT_EQ(timer.it_value.tv_sec, 0) << "the timer is off";
 }
 
 TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
@@ -24,6 +72,8 @@ TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
   const std::string longest(131, 'x');
   EXPECT_EQ(Run(VEXACTL "update 1" + kUpdate + longest), "0 updated recording 1\n");
   EXPECT_EQ(End(Execute(VEXACTL "update 1" + kUpdate + longest + "x")), 2);
+  EXPECT_EQ(Run("env POSIXLY_CORRECT=1 " VEXACTL "delete w/none.xml --timeout 9"),
+            "0 deleted w/none.xml\n");
   EXPECT_EQ(Query("SELECT * FROM Recording"),
             "1|100|100|" + longest + "|2|b|it's||e|f|4294967295|");
 }
@@ -35,10 +85,13 @@ TEST_F(VexactlTest, OutlastsALockOnTheCatalogue) {
   EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/a.xml"), 5);
   EXPECT_LOGGED("27 [VexaManager]  Failed to delete clip (a.*)\n");
   const pid_t vexactl = Execute(VEXACTL "insert a.xml");
-  WaitUntil("it is refused", [] { return std::filesystem::exists("log"); });
+  const std::string refusal = "27 [VexaManager]  Failed to insert database clip (a.xml)\n";
+  std::string log;
+  WaitUntil("it is refused twice", [&] {
+    log += Take("log");
+    return log.find(refusal) != log.rfind(refusal);
+  });
   sqlite3_close(locker);
   EXPECT_EQ(End(vexactl), 0);
-  EXPECT_LOGGED(
-      "27 [VexaManager]  Failed to insert database clip (a.xml)\n"
-      "30 [VexaManager] Inserted clip a.xml\n");
+  EXPECT_LOGGED("30 [VexaManager] Inserted clip a.xml\n");
 }

@@ -40,6 +40,18 @@ bool IsAway(const std::string& folder) {
   return std::filesystem::is_empty(folder, error) || error;
 }
 
+void AwaitCard(const std::string& watchDirectory) {
+  const bool wasAway = IsAway(watchDirectory);
+  while (IsAway(watchDirectory)) {
+    std::this_thread::sleep_for(seconds(1));
+  }
+  if (wasAway) {
+    // What ended the wait can be the first clip of an empty card, which its recorder is just about
+    // to have inserted.
+    std::this_thread::sleep_for(seconds(3));
+  }
+}
+
 // Waits for vexamgr's queue, 10 s at most unless `endless`. Returns 0 or the error of
 // OpenCommandQueue.
 int AwaitQueue(bool endless, int* queueId) {
@@ -223,8 +235,8 @@ ExitStatus Complete(const CompletionOptions& options) {
   do {
     int queueId;
     error = AwaitService(options.pending, &queueId);
-    while (error == 0 && options.pending && IsAway(options.watchDirectory)) {
-      std::this_thread::sleep_for(seconds(1));
+    if (error == 0 && options.pending) {
+      AwaitCard(options.watchDirectory);
     }
     if (options.pending && !mark.IsThere()) {
       return kCarriedOut;  // another process has seen to it

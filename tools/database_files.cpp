@@ -43,7 +43,7 @@ std::string FolderOf(const std::string& path) {
   return folder.empty() ? "." : folder;
 }
 
-int SyncFile(const std::string& path) { return Sync(path, O_WRONLY | O_CREAT); }
+int SyncFile(const std::string& path) { return Sync(path, O_RDONLY | O_CREAT); }
 
 int SyncFolder(const std::string& folder) { return Sync(folder, O_RDONLY | O_DIRECTORY); }
 

@@ -1,7 +1,7 @@
 #include "tools/prepare.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,23 +22,6 @@ ExitStatus Refuse(const std::string& subject, const std::string& reason) {
 ExitStatus Fail(const std::string& subject, const std::string& reason) {
   PrintReason(subject, reason);
   return kFailed;
-}
-
-// Says that less than 64 kB is left for this user on the database's file system, if that is so.
-// SQLite maps the index of a write-ahead log before it has room for it, and a process that then
-// writes there, vexamgr or a reader, is killed by SIGBUS.
-bool LacksRoom(const std::string& database) {
-  const uint64_t kLeastRoom = 65536;
-  struct statvfs system;
-  if (statvfs(FolderOf(database).c_str(), &system) < 0 || system.f_blocks == 0) {
-    return false;  // some file systems count no blocks
-  }
-  const uint64_t blocks = geteuid() == 0 ? system.f_bfree : system.f_bavail;
-  const bool lacks = blocks * system.f_frsize < kLeastRoom;
-  if (lacks) {
-    PrintReason(database, "less than 64 kB of room is left beside it");
-  }
-  return lacks;
 }
 
 // See https://sqlite.org/fileformat.html, "The Database Header", offset 18.
@@ -62,16 +45,42 @@ int RemoveJournals(const std::string& database) {
   return 0;
 }
 
-int LeaveMark(const std::string& database) {
-  const int error = SyncFile(IncompleteMark(database).path);
-  return error != 0 ? error : SyncFolder(FolderOf(database));
+// The name under which a new database is made.
+std::string WorkNameOf(const std::string& database) { return database + "-new"; }
+
+// Says that less than 64 kB is left for this user beside the database, if that is so.
+// SQLite maps the index of a write-ahead log before it has room for it, and a process that then
+// writes there, vexamgr or a reader, is killed by SIGBUS. Only an allocation shows what is left:
+// the numbers of statvfs(3) leave out quotas, and for root what a file system keeps for itself.
+bool LacksRoom(const std::string& database) {
+  const off_t kLeastRoom = 65536;
+  const std::string trial = WorkNameOf(database);
+  const int descriptor = open(trial.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (descriptor < 0) {
+    return false;  // for another reason, which the next step meets, too
+  }
+  const int error = posix_fallocate(descriptor, 0, kLeastRoom);
+  close(descriptor);
+  unlink(trial.c_str());
+  const bool lacks = error == ENOSPC || error == EDQUOT;
+  if (lacks) {
+    PrintReason(database, "less than 64 kB of room is left beside it");
+  }
+  return lacks;
 }
 
-// Readies the folder for a new database. Each step is on the disk before the next.
-int ClearWay(const std::string& database, const std::string& made) {
-  if (const int error = LeaveMark(database); error != 0) {
-    return error;
+ExitStatus LeaveMark(const std::string& database) {
+  const std::string mark = IncompleteMark(database).path;
+  int error = SyncFile(mark);
+  if (error == 0) {
+    error = SyncFolder(FolderOf(mark));
   }
+  return error == 0 ? kCarriedOut : Fail(mark, strerror(error));
+}
+
+// Removes what is left of an earlier preparation and of a database that was removed.
+int RemoveLeftovers(const std::string& database) {
+  const std::string made = WorkNameOf(database);
   if (const int error = RemoveIfThere(made); error != 0) {
     return error;
   }
@@ -96,10 +105,10 @@ int MoveInPlace(const std::string& made, const std::string& database) {
 
 // Makes an empty database under another name and moves it in place.
 ExitStatus MakeDatabase(const std::string& database) {
-  const std::string made = database + "-new";
-  if (const int error = ClearWay(database, made); error != 0) {
+  if (const int error = RemoveLeftovers(database); error != 0) {
     return Fail(database, strerror(error));
   }
+  const std::string made = WorkNameOf(database);
   std::string why;
   const DatabaseCreation creation = CreateEmptyDatabase(made, &why);
   if (creation == DatabaseCreation::kDone) {
@@ -120,7 +129,12 @@ ExitStatus PrepareNew(const std::string& database, const std::string& watchDirec
   if (!watchDirectory.empty() && access((watchDirectory + "/.").c_str(), R_OK | X_OK) < 0) {
     return Refuse(watchDirectory, std::string("can't be read as a folder: ") + strerror(errno));
   }
-  return LacksRoom(database) ? kFailed : MakeDatabase(database);
+  if (LacksRoom(database)) {
+    return kFailed;
+  }
+  // On the disk before the database is.
+  const ExitStatus status = LeaveMark(database);
+  return status == kCarriedOut ? MakeDatabase(database) : status;
 }
 
 ExitStatus PrepareExisting(const std::string& database) {
@@ -134,8 +148,7 @@ ExitStatus PrepareExisting(const std::string& database) {
     PrintReason(database, "left as it is: " + why);
     return kCarriedOut;
   }
-  const int error = isNew ? LeaveMark(database) : 0;
-  return error == 0 ? kCarriedOut : Fail(database, strerror(error));
+  return isNew ? LeaveMark(database) : kCarriedOut;
 }
 
 }  // namespace

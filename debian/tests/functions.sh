@@ -1,4 +1,5 @@
 # shellcheck shell=sh
+# shellcheck disable=SC2086 # as_service is several words
 # Functions for the package's tests, which run the service as its user, on the files and with the lines of its
 # unit.
 
@@ -6,9 +7,7 @@ unit_line() {
   sed -n "s/^$1=//p" /lib/systemd/system/vexamgr.service | sed 's,%S,/var/lib,; s/\$\$/$/g'
 }
 
-as_service() {
-  setpriv --reuid vexamgr --regid vexamgr --clear-groups "$@"
-}
+as_service='setpriv --reuid vexamgr --regid vexamgr --clear-groups'
 
 make_folders() {
   mkdir --parents /srv/recordings
@@ -26,13 +25,13 @@ write_clips() {
 }
 
 prepare() {
-  as_service sh -c "$(unit_line ExecCondition)"
+  $as_service sh -c "$(unit_line ExecCondition)"
 }
 
 start() {
-  as_service sh -c "exec $(unit_line ExecStart)" &
+  $as_service sh -c "exec $(unit_line ExecStart)" &
   service=$!
-  as_service sh -c "$(unit_line ExecStartPost)"
+  $as_service sh -c "$(unit_line ExecStartPost)"
 }
 
 wait_until_served() {
