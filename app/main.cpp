@@ -12,7 +12,7 @@
 
 namespace {
 
-// Runs the service in *manager, on a queue that is there. Returns 0, or the error that ended it.
+// Makes the manager in *manager and runs the service. Returns 0, or the error that ended it.
 int RunManager(const char* databaseFilename, int queueId, const char* watchDirectory,
                std::optional<VexaManager>* manager) {
   try {
@@ -36,15 +36,15 @@ int main(int argc, char** argv) {
     return 1;
   }
   InstallSignalHandler();
-  // Before the database: see doc/compatibility.md.
+  // The queue comes before the database: see doc/compatibility.md.
   const int queueId = msgget(COMMAND_QUEUE_KEY, IPC_CREAT | 0666);
   if (queueId < 0) {
     syslog(LOG_DAEMON | LOG_ERR, "[main] Failed to create message queue\n");
     return 1;
   }
   syslog(LOG_DAEMON | LOG_INFO, "[main] Creating manager...\n");
-  // Declared here to outlast the queue: nobody waits in it while the database is closed, and the
-  // line of a failed close is the last one.
+  // The manager is declared here so that it is destroyed, and the database closed, after the queue
+  // has been removed: see doc/compatibility.md.
   std::optional<VexaManager> manager;
   const int result = RunManager(argv[1], queueId, argv[2], &manager);
   activeManager = nullptr;

@@ -5,16 +5,16 @@
 
 class VexaManager;
 
-// The manager that SIGINT and SIGTERM stop. While it is null, they are lost: see
+// The manager that SIGINT and SIGTERM stop. While this is null, the two signals have no effect: see
 // doc/compatibility.md.
 extern std::atomic<VexaManager*> activeManager;
 static_assert(std::atomic<VexaManager*>::is_always_lock_free, "read by a signal handler");
 
-// Has HandleSignal called for these two. A receive that it interrupts fails with EINTR, which ends
-// the service: msgrcv(2) is never restarted, see signal(7).
+// Has HandleSignal called for SIGINT and SIGTERM, which end the process until then. A signal makes
+// a blocked msgrcv(2) fail with EINTR, whatever the flags of sigaction(2) are: see signal(7).
 void InstallSignalHandler();
 
-// Stops the active manager if the signal is one of the two.
+// Stops the active manager if the signal is SIGINT or SIGTERM.
 void HandleSignal(int signal);
 
 #endif

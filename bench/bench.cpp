@@ -15,7 +15,9 @@
 #include <functional>
 #include <vector>
 
+#include "clip/clip_file.h"
 #include "clip/track_record.h"
+#include "db/catalogue_reader.h"
 #include "ipc/requester.h"
 #include "manager/vexa_manager.h"
 
@@ -26,7 +28,7 @@ static std::vector<std::string> paths;  // the clip descriptions in the working 
 
 static void Check(bool right, const std::string& what) {
   if (!right) {
-    err(1, "%s", what.c_str());
+    errx(1, "%s failed", what.c_str());
   }
 }
 
@@ -104,10 +106,14 @@ static void Exchange(CommandMessage request, size_t size, bool bare = false) {
 static Work Requests(int32_t id, bool bare = false) {
   return [=](size_t turn) {
     CommandMessage request = {0, 0, id, 0, {}};
-    request.Update.Id = 1;
-    request.Update.MaxRetentionTime = static_cast<uint32_t>(2 * turn + bare);  // a change
-    const size_t size = id == COMMAND_UPDATE_RECORDING ? COMMAND_UPDATE_SIZE
-                                                       : MakePathRequest(id, paths[0], &request);
+    size_t size = COMMAND_UPDATE_SIZE;
+    if (id == COMMAND_UPDATE_RECORDING) {
+      request.Update.Id = 1;
+      // Another number each time: SQLite does not write a row that stays as it is.
+      request.Update.MaxRetentionTime = static_cast<uint32_t>(2 * turn + bare);
+    } else {
+      size = MakePathRequest(id, paths[0], &request);
+    }
     Exchange(request, size, bare);
   };
 }
@@ -133,6 +139,7 @@ static void MeasureServer(void (*serve)(), const std::array<const char*, 2>& nam
     _exit(1);
   }
   while (msgget(COMMAND_QUEUE_KEY, 0) < 0) {
+    Check(waitpid(server, nullptr, WNOHANG) == 0, "the start of a server");
     usleep(1000);
   }
   const std::array<Times, 2> times = Measure(3000, works);
@@ -156,6 +163,30 @@ static void MeasurePopulation() {
   Print("a population, as a multiple of its parses and statements alone", service[0] / bare[0]);
 }
 
+static void CheckCatalogue(size_t /*turn*/) {
+  Check(system(VEXACTL " check catalogue.db watch") == 0, "check");
+}
+
+// The same descriptions and rows, without what the command does around them.
+static void ParseAndLookUp(size_t /*turn*/) {
+  CatalogueReader catalogue;
+  std::string why;
+  Check(catalogue.Open("catalogue.db", &why), why);
+  for (const std::string& path : paths) {
+    TrackRecord track;
+    ClipFileFault fault;
+    bool hasRow = false;
+    ReadClipFile(path.c_str(), &track, &fault);
+    Check(catalogue.HasTrack(track, &hasRow, &why) && hasRow, path);
+  }
+}
+
+static void MeasureCheck() {
+  const auto [bare, command] = Measure(5, {ParseAndLookUp, CheckCatalogue});
+  Print("a clip of a check, us", command[0] / static_cast<double>(paths.size()));
+  Print("a check, as a multiple of its parses and lookups alone", command[0] / bare[0]);
+}
+
 int main(int argc, char** argv) {
   if (argc != 2) {
     errx(2, "the one argument is a folder on a disk");
@@ -170,6 +201,7 @@ int main(int argc, char** argv) {
       printf("\nIn %s, a catalogue of %zu clips:\n", folder.c_str(), clips);
       EnterFolder(folder, clips);
       MeasurePopulation();
+      MeasureCheck();
       MeasureServer(Serve, {"an insertion", "a deletion"},
                     {Requests(COMMAND_INSERT_CLIP), Requests(COMMAND_DELETE_CLIP)});
       MeasureServer(Serve, {"an update", "an update by bare system calls"}, updates);

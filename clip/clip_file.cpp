@@ -22,8 +22,7 @@ using tinyxml2::XMLError;
 
 // Loads the file at the path into *document. Returns 0 or tinyxml2's error.
 int LoadDocument(const char* path, XMLDocument* document, ClipFileFault* fault) {
-  // Opened here, where it is closed in any case: a file that tinyxml2 opens stays open if memory
-  // runs short.
+  // If tinyxml2 opened the file and then ran out of memory, the file would stay open.
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "rb"), fclose);
   if (file == nullptr) {
     const int error = errno;
@@ -53,8 +52,8 @@ const XMLElement* FindChildElement(const XMLElement& parent, const char* name,
   return child;
 }
 
-// The text of an element's first child node, or null when that is no text. Not GetText:
-// tinyxml2's skips a leading comment.
+// The text of an element's first child node, or null if that node is no text. tinyxml2's GetText
+// would skip a comment that comes first.
 const char* FirstText(const XMLElement& element) {
   const tinyxml2::XMLNode* first = element.FirstChild();
   return first != nullptr && first->ToText() != nullptr ? first->Value() : nullptr;

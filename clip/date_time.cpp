@@ -10,7 +10,7 @@ static_assert(sizeof(time_t) == 8, "times after 2038 need a 64-bit time_t");
 
 namespace {
 
-// The offset from UTC in seconds that `zone`, the text after the seconds, stands for.
+// Reads the offset from UTC, in seconds, from the text that follows the time.
 // Returns 0, or EINVAL and leaves *offset unchanged.
 int ParseZone(const char* zone, int* offset) {
   if (*zone == '\0' || *zone == 'Z') {
@@ -36,7 +36,7 @@ int ParseDateTime(const char* text, uint32_t* seconds) {
   if (text == nullptr) {
     return EINVAL;
   }
-  text += strspn(text, " \t\n\v\f\r");  // as glibc's %Y does of itself, and musl's does not
+  text += strspn(text, " \t\n\v\f\r");  // glibc's %Y skips white space, but musl's does not
   tm calendar = {};
   const char* zone = strptime(text, "%Y-%m-%dT%H:%M:%S", &calendar);
   if (zone == nullptr) {

@@ -1,5 +1,5 @@
-# Hardens every program, but for what the flags that were given name already, be they from dpkg-buildflags,
-# from CXXFLAGS or from a toolchain file.
+# Hardens every program. A flag that the builder has given, by dpkg-buildflags, CXXFLAGS or a toolchain file,
+# is not added again.
 string(TOUPPER "${CMAKE_BUILD_TYPE}" type)
 get_directory_property(options COMPILE_OPTIONS)
 set(given "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${type}} ${CMAKE_EXE_LINKER_FLAGS} ${options}")
@@ -14,14 +14,14 @@ if(NOT given MATCHES "stack-protector")
 endif()
 if(NOT given MATCHES "stack-clash-protection")
   include(CheckCXXCompilerFlag)
-  set(CMAKE_REQUIRED_FLAGS -Werror)  # clang only warns that it has none for 32-bit ARM
+  set(CMAKE_REQUIRED_FLAGS -Werror)  # for 32-bit ARM clang has no such protection, and only warns
   check_cxx_compiler_flag(-fstack-clash-protection STACK_CLASH_PROTECTION)
   unset(CMAKE_REQUIRED_FLAGS)
   if(STACK_CLASH_PROTECTION)
     add_compile_options(-fstack-clash-protection)
   endif()
 endif()
-# glibc fortifies optimised code only, and the sanitizers have checks of their own.
+# glibc fortifies only optimised code. The sanitizers have checks of their own.
 if(given MATCHES "-O[^0]" AND NOT given MATCHES "FORTIFY_SOURCE|-fsanitize")
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()

@@ -4,10 +4,10 @@
 
 namespace {
 
-// What an empty database is given, in this order; the format of the catalogue is version 0.2.
+// The steps of a creation, in this order. The format of the catalogue is version 0.2.
 const struct {
   const char* sql;
-  const char* failure;  // the line that tells which step failed
+  const char* failure;  // the log line of a step that failed
 } kCreationSteps[] = {
     {"CREATE TABLE Schema (URI VARCHAR(256) NOT NULL, MajorVersion INTEGER NOT NULL, "
      "MinorVersion INTEGER NOT NULL);",

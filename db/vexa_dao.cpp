@@ -14,11 +14,11 @@
 
 namespace {
 
-// Room for the first 254 characters of a statement and a NUL. Most longer ones fail, as requesters
-// expect. An update must not, so it has no such limit: see doc/compatibility.md.
+// Room for 254 characters of a statement and a NUL. A longer statement is cut there, and mostly
+// fails: see doc/compatibility.md. An update has no such limit.
 constexpr size_t kStatementSize = 255;
 
-// The text with every single quote doubled, as it must stand between single quotes in SQL.
+// The text as it must stand between single quotes in SQL: with every single quote doubled.
 std::string EscapeQuotes(std::string_view text) {
   std::string escaped;
   for (const char character : text) {
@@ -37,7 +37,7 @@ std::string EscapedField(const char (&field)[size]) {
 }
 
 // The row callback of sqlite3_exec for a query of one number; `count` is the long that receives it.
-// SQLite hands over a null, which fails the query, when it has no memory for the column's text.
+// If SQLite has no memory for the column's text, it hands over a null, and the query fails.
 int ReadCountCallback(void* count, int /*columns*/, char** values, char** /*names*/) {
   if (values[0] == nullptr) {
     return 1;

@@ -19,12 +19,13 @@ struct RecordingSource {
 
 // The recording database: the only connection to it and every SQL statement that is run on it.
 //
-// Operations return 0 or SQLite's result code, logged with its generic text. Each statement commits
-// by itself; one that fails changes nothing and is no hindrance to the next. None waits for another
-// process's lock: it fails with SQLITE_BUSY (5). Text values may hold anything: single quotes are
-// doubled. The statements of InsertCamera, InsertRecording, InsertTrack and DeleteTrack are cut
-// after 254 characters, which fails a longer one with SQLITE_ERROR (1) unless all that is lost is
-// the closing ";". See doc/compatibility.md before you change any of this.
+// Operations return 0 or SQLite's result code, which they log with its generic text. Each statement
+// commits by itself. A statement that fails changes nothing, and the next one can succeed. No
+// statement waits for another process's lock: it fails with SQLITE_BUSY (5). Text values may hold
+// anything, since single quotes are doubled. The statements of InsertCamera, InsertRecording,
+// InsertTrack and DeleteTrack are cut after 254 characters. A statement that was cut fails with
+// SQLITE_ERROR (1), unless only its closing ";" was lost. See doc/compatibility.md before you
+// change any of this.
 class VexaDAO {
  public:
   // Opens the database file, creating it if need be. Throws SQLite's result code, an int, if that
@@ -34,12 +35,12 @@ class VexaDAO {
   VexaDAO(const VexaDAO&) = delete;
   VexaDAO& operator=(const VexaDAO&) = delete;
 
-  // 1 for a new database, one without a table named Schema; 0 for any other, and for one that can't
-  // be looked into: see doc/compatibility.md.
+  // Returns 1 for a new database, one without a table named Schema, and 0 for any other. Returns 0,
+  // too, if the database can't be read: see doc/compatibility.md.
   int IsEmpty();
 
-  // Creates the schema, its Schema row and its Camera row. For an empty database only: a creation
-  // that fails part-way leaves what it created, and the database is no longer empty.
+  // Creates the tables, indices and triggers, the Schema row and the Camera row, in an empty
+  // database. A creation that fails leaves what it has created until then.
   int CreateNewDatabase(const char* manufacturerName, const char* productName,
                         const char* modelName, const char* serialNumber);
 
@@ -47,20 +48,20 @@ class VexaDAO {
   int InsertCamera(const char* manufacturerName, const char* productName, const char* modelName,
                    const char* serialNumber);
 
-  // Adds a Recording row, with an Id of SQLite's choice: 1 in a new database, for the row whose
-  // dates follow the tracks.
+  // Adds a Recording row. SQLite chooses its Id, which is 1 in a new database. The triggers keep
+  // the dates of the row 1.
   int InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::string& content,
                       uint32_t status, const RecordingSource& source, uint32_t maxRetentionTime);
 
-  // Adds a Track row, though there may be an equal one already.
+  // Adds a Track row, even if there is an equal row already.
   int InsertTrack(const TrackRecord& track);
 
-  // Deletes the tracks with the fragment anywhere in their Path, all of them for an empty one.
-  // Finding none is success.
+  // Deletes the tracks whose Path contains the fragment, and all tracks if it is empty. Returns 0
+  // also if there is none.
   int DeleteTrack(const char* pathFragment);
 
-  // Replaces the descriptive columns of the Recording row update.Id. Finding no such row is
-  // success.
+  // Replaces the descriptive columns of the Recording row update.Id. Returns 0 also if there is no
+  // such row.
   int UpdateRecording(const RecordingUpdate& update);
 
  private:

@@ -15,9 +15,9 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
-// The message type on which this process awaits replies: its id, positive and unique among the
-// live processes of one PID namespace. Id 1, that of the namespace's first process, is the type of
-// requests; INT32_MAX, which is no process's id, stands for it.
+// The message type on which this process awaits replies: the process's id, which is positive and
+// unique in a PID namespace. The process with the id 1 takes INT32_MAX, since 1 is the type of
+// requests and no process has the id INT32_MAX.
 int32_t ReplyType() {
   const pid_t process = getpid();
   return process == COMMAND_REQUEST_TYPE ? INT32_MAX : process;
@@ -34,8 +34,8 @@ timeval ToTimeval(microseconds time) {
   return {static_cast<time_t>(seconds.count()), static_cast<suseconds_t>((time - seconds).count())};
 }
 
-// Interrupts blocked system calls with SIGALRM once the limit has passed, and again each 10 ms: one
-// signal alone could come before the call that it is to interrupt.
+// Has SIGALRM interrupt blocked system calls once the limit has passed, and again every 10 ms,
+// since the first signal may come just before the call that it is to interrupt.
 void StartInterruptions(microseconds limit) {
   struct sigaction action = {};
   action.sa_handler = [](int) {};

@@ -19,17 +19,17 @@ int VexaManager::InsertClip(const std::string& path) {
   return 0;
 }
 
-// A clip's media is taken to lie beside its description, named alike but for the ending: the name
-// below the watch directory finds its tracks. The point in it keeps clip4 from finding clip42.
+// Finds the tracks by the name of the description below the watch directory, which the path of
+// their media contains. The point at the end of the name keeps clip4 from finding clip42.
 int VexaManager::DeleteClip(const std::string& path) {
   if (path.compare(0, watchDirectory.size(), watchDirectory) != 0 || !HasClipFileSuffix(path)) {
     return -1;
   }
-  // After the separator, whatever stands there: see doc/compatibility.md.
+  // The separator may be any character: see doc/compatibility.md.
   const size_t start = watchDirectory.size() + 1;
   const size_t point = path.size() - kClipFileSuffix.size();
-  // Without a name, what is left, nothing or just a point, would be found in clips that nobody
-  // meant.
+  // Without a name, the fragment would be empty or a lone point, which the paths of other clips
+  // contain.
   if (point <= start) {
     return -1;
   }

@@ -10,8 +10,8 @@
 
 namespace {
 
-// The path in a request of `size` bytes. Without a NUL it ends where the request does: what lies
-// after that is left over from a longer one.
+// The path in a request of `size` bytes. A path without a NUL ends with the request: the bytes
+// after that are left over from an earlier, longer request.
 std::string PathOf(const CommandMessage& request, size_t size) {
   return std::string(request.Data, strnlen(request.Data, size - COMMAND_HEADER_SIZE));
 }
@@ -33,8 +33,8 @@ void Reply(int queueId, CommandMessage* message, int32_t result) {
 int VexaManager::RunCommandLoop() {
   CommandMessage message;
   int result = 0;
-  // What ends the loop, and with which result, is fixed: see doc/compatibility.md. msgrcv(2) can't
-  // test `running` and fall asleep in one step, so a stop in between takes effect after a request.
+  // What ends the loop, and with which result, is fixed: see doc/compatibility.md. A stop that
+  // comes between the test of `running` and msgrcv(2) takes effect only after the next request.
   while (running) {
     const ssize_t size = msgrcv(queueId, &message, COMMAND_REQUEST_SIZE, COMMAND_REQUEST_TYPE, 0);
     if (size < 0) {
@@ -58,7 +58,7 @@ int VexaManager::RunCommandLoop() {
   return result;
 }
 
-// Stores the result of a request of `size` bytes; false for an identifier that is none.
+// Stores the result of a request of `size` bytes. Returns false for an unknown identifier.
 bool VexaManager::CarryOut(const CommandMessage& request, size_t size, int* result) {
   const bool hasData = size > COMMAND_HEADER_SIZE;
   switch (request.MessageId) {

@@ -14,8 +14,8 @@ int VexaManager::ScanDirectory(const std::string& directory) {
            strerror(error));
     return error;
   }
-  // From the last entry to the first: see doc/compatibility.md. Each is released after its turn, as
-  // the listings of all levels above are held as well.
+  // The entries are taken from the last to the first: see doc/compatibility.md. Each is released
+  // after its turn, since the listings of all folders above stay in memory, too.
   for (; listing.count > 0; listing.RemoveLast()) {
     const int unprocessed = listing.count - 1;
     const dirent* entry = listing.entries[unprocessed];

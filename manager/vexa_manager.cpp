@@ -28,7 +28,7 @@ int VexaManager::PopulateNewDatabase() {
   }
   const RecordingSource source = {"Source ID", "Source Name", "Source Location",
                                   "Source Description", "urn:camera0"};
-  const uint32_t status = 2;  // a number for the catalogue's readers, of no meaning here
+  const uint32_t status = 2;  // has no meaning to the service
   // Before the first track: the triggers widen the dates of this row.
   if (const int error = dao.InsertRecording(0, 0, "Recording Contents", status, source, 0);
       error != 0) {

@@ -15,8 +15,9 @@ struct CommandMessage;
 // Operations return 0, or a code that says why not: SQLite's for a failed statement,
 // ParseClipFile's for an unusable clip description, errno for an unreadable directory or a failed
 // receive, -1 for a refused request or an unknown identifier. Each failure is logged, except a
-// refusal, a reply that is lost and a shortage of memory, which is thrown as std::bad_alloc. Why
-// two blanks follow the bracket in lines of failures: see doc/compatibility.md.
+// refusal and a reply that is lost. If SQLite, tinyxml2 or scandir(3) runs out of memory, that is a
+// failure like any other; if an allocation of this class fails, it throws std::bad_alloc. Two
+// blanks follow the bracket in the lines of failures: see doc/compatibility.md.
 class VexaManager {
  public:
   // Opens the database; throws SQLite's result code, an int, if that fails. The queue is the
@@ -30,8 +31,8 @@ class VexaManager {
   // ends the service.
   int Start();
 
-  // Ends the service once the request or the population in progress is complete. Async-signal-safe,
-  // for signal handlers; a blocked receive ends only if a signal interrupts it.
+  // Ends the service once the request or the population in progress is complete. May be called by a
+  // signal handler. A blocked receive ends only if a signal interrupts it.
   void Stop();
 
  private:
@@ -47,7 +48,7 @@ class VexaManager {
   VexaDAO dao;
   const std::string watchDirectory;
   const int queueId;
-  std::atomic<bool> running{true};  // until Stop is called, perhaps before the loop has begun
+  std::atomic<bool> running{true};  // until Stop is called, even before the loop begins
   static_assert(std::atomic<bool>::is_always_lock_free, "Stop runs in a signal handler");
 };
 

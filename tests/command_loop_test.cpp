@@ -104,7 +104,8 @@ TEST_F(CommandLoopTest, DeletesTheTracksWhosePathContainsTheName) {
   EXPECT_EQ(Query(recording), "0|0|");
 }
 
-// It and the 40 characters around it: of a statement of 255, only the ";" is lost.
+// With the 40 characters around it, such a name makes a statement of 255. The cut after 254 then
+// takes only the ";" away.
 TEST_F(CommandLoopTest, ANameToDeleteMayHave215BytesWithItsPoint) {
   EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/" + std::string(214, 'x') + ".xml"), 0);
   EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/" + std::string(215, 'x') + ".xml"), 1);

@@ -17,17 +17,17 @@
 #include "ipc/command_messages.h"
 #include "manager/vexa_manager.h"
 
-// Takes the log, which is empty then, and expects the lines in it, one after the other. A line of
-// it is "priority text": 27 is LOG_DAEMON | LOG_ERR and 30 LOG_DAEMON | LOG_INFO.
+// Expects these lines in the log, one right after the other, and empties the log. Each line begins
+// with its priority: 27 is LOG_DAEMON | LOG_ERR, and 30 is LOG_DAEMON | LOG_INFO.
 #define EXPECT_LOGGED(lines) EXPECT_PRED_FORMAT2(testing::IsSubstring, lines, Take("log"))
 
-// A service on the database "db" and the watch directory "w" in a new working directory. A test
-// that fails shows the log since it was last taken and the output of the last program.
+// A service with the database "db" and the watch directory "w", in a new working directory. A test
+// that fails shows what is left of the log and of the last program's output.
 class ServiceTest : public testing::Test {
  protected:
-  // Puts the process into an IPC namespace, where the queue's fixed key meets no service of the
-  // machine, and into a network namespace, where lo may become eth0: as the root of a user
-  // namespace, but for a chroot, which allows none and so takes root itself.
+  // Gives the process an IPC namespace, where no service of the machine has the queue, and a
+  // network namespace, where lo can be renamed to eth0. A user namespace allows both to any user,
+  // but a process in a chroot can't have one and must be root.
   static void SetUpTestSuite() {
     const int namespaces = CLONE_NEWIPC | CLONE_NEWNET;
     const std::string user = std::to_string(geteuid());
@@ -56,7 +56,7 @@ class ServiceTest : public testing::Test {
     std::filesystem::remove_all(folder);
   }
 
-  // Populates an empty database: a manager that is stopped before its start serves nothing.
+  // Populates an empty database. A manager that is stopped before its start serves nothing.
   int Populate(const char* watchDirectory = "w") {
     manager.emplace("db", -1, watchDirectory);
     manager->Stop();
@@ -75,7 +75,7 @@ class ServiceTest : public testing::Test {
     Take("log");
   }
 
-  // Awaits the end of the service that Serve started, and returns what Start did.
+  // Waits for the end of the service that Serve started, and returns its result.
   int Ended() {
     WaitUntil("the service ends", [this] {
       return served.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
@@ -89,7 +89,8 @@ class ServiceTest : public testing::Test {
     return path;
   }
 
-  // Describes a clip from 100 to 100 s by motion, whose media has the description's own path.
+  // Writes the description of a clip by motion, from second 100 to second 100. The path of its
+  // media is that of the description.
   static std::string WriteClip(const std::string& path) {
     const std::string time = "1970-01-01T00:01:40Z";
     return Write(path, "<clip><dateFrom>" + time + "</dateFrom><dateTo>" + time + "</dateTo>" +
@@ -103,12 +104,12 @@ class ServiceTest : public testing::Test {
     return std::string(std::istreambuf_iterator(file), {});
   }
 
-  // The values that SQL statements yield, a "|" after each, or what is wrong with them.
+  // The values that SQL statements yield, with a "|" after each, or SQLite's error message.
   static std::string Query(const std::string& sql) {
     return Run("sqlite3 -init /dev/null -nullvalue NULL -newline '|' db \"" + sql + "\"").substr(2);
   }
 
-  // Another program's connection, which holds what these statements begin until it is closed.
+  // Opens a connection of another program. The locks of these statements last until it is closed.
   static sqlite3* Hold(const std::string& sql) {
     sqlite3* connection;
     sqlite3_open("db", &connection);
@@ -116,7 +117,7 @@ class ServiceTest : public testing::Test {
     return connection;
   }
 
-  // The id of the queue with the key that other programs know, or -1.
+  // The id of the queue that other programs know by this key, or -1.
   static int Queue(int flags = 0) { return msgget(static_cast<key_t>(0xECDB0123), flags); }
 
   static msqid_ds QueueStatus() {
@@ -125,7 +126,7 @@ class ServiceTest : public testing::Test {
     return status;
   }
 
-  // Sends a request with a path and its NUL, or just `size` bytes of its text.
+  // Sends a request with a path and its NUL, or the first `size` bytes of it.
   static void Send(int32_t sender, int32_t id, const std::string& path, size_t size = 0) {
     CommandMessage area[2] = {};  // room for a request that is too long
     area->mtype = COMMAND_REQUEST_TYPE;
@@ -156,7 +157,7 @@ class ServiceTest : public testing::Test {
     return reply.Result;
   }
 
-  // Starts a command of the shell, which says in its output if it can't.
+  // Starts a command of the shell. Its output goes to the file "output".
   static pid_t Execute(const std::string& command) {
     const pid_t process = fork();
     if (process == 0) {
@@ -167,8 +168,9 @@ class ServiceTest : public testing::Test {
     return process;
   }
 
-  // Awaits a program's end and returns its exit status, or minus the signal that ended it. Repeats
-  // the signal: vexamgr notices one that comes between two requests only after the next.
+  // Waits for a program's end and returns its exit status, or minus the signal that ended it. The
+  // signal that is given is repeated: if it came just between two requests, vexamgr would notice it
+  // only after the next request.
   static int End(pid_t process, int signal = 0) {
     int status;
     WaitUntil("a program ends", [&] {
@@ -178,7 +180,7 @@ class ServiceTest : public testing::Test {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }
 
-  // Runs a command to its end. Returns its exit status, a blank and its output.
+  // Runs a command to its end, and returns its exit status, a blank and its output.
   static std::string Run(const std::string& command) {
     const int status = End(Execute(command));
     return std::to_string(status) + " " + Take("output");
@@ -196,7 +198,7 @@ class ServiceTest : public testing::Test {
     }
   }
 
-  // Whether a process or a thread sleeps: it waits for a message, for room or for a lock.
+  // Whether a process or a thread sleeps, as it does while it waits for a message or a lock.
   static bool Sleeps(pid_t id) {
     std::ifstream status("/proc/" + std::to_string(id) + "/stat");
     std::string number, name, state;

@@ -1,6 +1,8 @@
-// Replaces syslog(3): appends "priority text" to the file "log" in the working directory and leaves
-// errno changed, as the real one may. With a line that contains the environment's AT comes its
-// SIGNAL.
+// Replaces syslog(3). Appends each line, after its priority, to the file "log" in the working
+// directory, and changes errno, as the real function may.
+//
+// If the environment has AT and SIGNAL, the process sends itself SIGNAL at the first line whose
+// format contains AT.
 
 #include <sqlite3.h>
 
@@ -11,10 +13,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the compiler checks the calls of syslog
+// The formats are checked where syslog is called.
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
-// With _FORTIFY_SOURCE clang makes a call of this out of one of syslog, and g++ one of the next.
-// Raises the environment's SIGNAL if its AT occurs in the text.
+// With _FORTIFY_SOURCE, clang calls this function in the place of syslog, and g++ the next one.
+// Sends the process SIGNAL if the text contains AT.
 static void RaiseSignal(const char* text) {
   const char* at = getenv("AT");
   const char* signal = getenv("SIGNAL");
@@ -46,12 +49,13 @@ extern "C" void syslog(int priority, const char* format, ...) {
   va_end(arguments);
 }
 
+// Lets a signal come when the service closes its database.
 extern "C" int sqlite3_close(sqlite3* connection) {
   RaiseSignal("sqlite3_close");
   return sqlite3_close_v2(connection);
 }
 
-// The service must not call it: its lines would show another tag.
+// The service must not call openlog: its lines would get another tag.
 extern "C" void openlog(const char* /*tag*/, int /*options*/, int /*facility*/) {
   syslog(3, "openlog\n");
 }

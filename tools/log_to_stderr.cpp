@@ -1,5 +1,5 @@
-// Preloaded into vexamgr with LD_PRELOAD, shows its log lines on standard error too, for a machine
-// without a system log and for a person at a terminal: see LOG_PERROR in openlog(3).
+// A library that run.sh loads into vexamgr by LD_PRELOAD. It shows the log on standard error, too,
+// for a person at a terminal and for a machine without a system log: see LOG_PERROR in openlog(3).
 
 #include <syslog.h>
 
