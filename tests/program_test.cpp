@@ -54,8 +54,8 @@ class KillTest : public ServiceTest, public testing::WithParamInterface<bool> {
     }
   }
 };
-INSTANTIATE_TEST_SUITE_P(Journal, KillTest, testing::Bool(), [](const auto& info) {
-  return info.param ? "WriteAheadLog" : "RollbackJournal";
+INSTANTIATE_TEST_SUITE_P(Journal, KillTest, testing::Bool(), [](const auto& journal) {
+  return journal.param ? "WriteAheadLog" : "RollbackJournal";
 });
 
 TEST_P(KillTest, KeepsWhatItHasLoggedAndAnswered) {
