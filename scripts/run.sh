@@ -58,7 +58,7 @@ vexactl=$programs/vexactl
 # place of this shell.
 (
   "$vexactl" complete --pending "$database" "$watch" &
-  tail --pid=$$ --follow /dev/null
+  tail --pid=$$ --sleep-interval=0.1 --follow /dev/null
   kill $! 2>/dev/null
 ) &
 exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so \

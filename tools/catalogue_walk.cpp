@@ -40,14 +40,58 @@ Finding UnusableFinding(const std::string& path, const ClipFileFault& fault) {
   return {Kind::kUnusable, path, ReasonOf(fault), isOwnFault};
 }
 
-// Returns false once the walk is to end.
-bool WalkDescription(const std::string& path, CatalogueReader* catalogue, const Report& report) {
+// Identifies a folder as long as it is not taken away or replaced, as by an unmount.
+std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
+  struct stat status = {};
+  stat(folder.c_str(), &status);
+  return {status.st_dev, status.st_ino};
+}
+
+class Walk {
+ public:
+  Walk(const std::string& directory, CatalogueReader* reader, const Report& reporter)
+      : watchDirectory(directory),
+        identity(IdentityOf(directory)),
+        catalogue(reader),
+        report(reporter) {}
+
+  // Return false once the walk is to end.
+  bool TakeFolder(const std::string& folder);
+  bool TakeDescription(const std::string& path);
+
+  // Without the card, everything seems to have gone.
+  bool TakeGone();
+
+ private:
+  const std::string& watchDirectory;
+  const std::pair<dev_t, ino_t> identity;
+  CatalogueReader* const catalogue;
+  const Report& report;
+};
+
+bool Walk::TakeFolder(const std::string& folder) {
+  DirectoryListing listing(folder);
+  if (listing.count < 0) {
+    const int error = errno;
+    return error == ENOENT ? TakeGone()
+                           : report({Kind::kFolder, folder, strerror(error), IsOwnFault(error)});
+  }
+  for (; listing.count > 0; listing.RemoveLast()) {
+    const dirent* entry = listing.entries[listing.count - 1];
+    const std::string path = folder + "/" + entry->d_name;
+    const bool goesOn = entry->d_type == DT_REG ? TakeDescription(path) : TakeFolder(path);
+    if (!goesOn) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool Walk::TakeDescription(const std::string& path) {
   Finding missing = {Kind::kMissing, path, {}};
   ClipFileFault fault;
   if (ReadClipFile(path.c_str(), &missing.track, &fault) != 0) {
-    const bool isGone =
-        fault.kind == ClipFileFault::Kind::kNotOpened && fault.systemError == ENOENT;
-    return isGone || report(UnusableFinding(path, fault));
+    return fault.systemError == ENOENT ? TakeGone() : report(UnusableFinding(path, fault));
   }
   bool hasRow = false;
   std::string why;
@@ -58,30 +102,12 @@ bool WalkDescription(const std::string& path, CatalogueReader* catalogue, const 
   return hasRow || report(missing);
 }
 
-// Returns false once the walk is to end.
-bool WalkFolder(const std::string& folder, CatalogueReader* catalogue, const Report& report) {
-  DirectoryListing listing(folder);
-  if (listing.count < 0) {
-    const int error = errno;
-    return error == ENOENT || report({Kind::kFolder, folder, strerror(error), IsOwnFault(error)});
+bool Walk::TakeGone() {
+  if (IdentityOf(watchDirectory) == identity) {
+    return true;
   }
-  for (; listing.count > 0; listing.RemoveLast()) {
-    const dirent* entry = listing.entries[listing.count - 1];
-    const std::string path = folder + "/" + entry->d_name;
-    const bool goesOn = entry->d_type == DT_REG ? WalkDescription(path, catalogue, report)
-                                                : WalkFolder(path, catalogue, report);
-    if (!goesOn) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// Identifies a folder as long as it is not taken away or replaced, as by an unmount.
-std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
-  struct stat status = {};
-  stat(folder.c_str(), &status);
-  return {status.st_dev, status.st_ino};
+  report({Kind::kAway, watchDirectory, "it was taken away meanwhile"});
+  return false;
 }
 
 }  // namespace
@@ -93,9 +119,8 @@ void WalkCatalogue(const std::string& watchDirectory, CatalogueReader* catalogue
     report({Kind::kAway, watchDirectory, strerror(errno)});
     return;
   }
-  const auto identity = IdentityOf(watchDirectory);
-  const bool isWalked = WalkFolder(watchDirectory, catalogue, report);
-  if (isWalked && IdentityOf(watchDirectory) != identity) {
-    report({Kind::kAway, watchDirectory, "it was taken away meanwhile"});
+  Walk walk(watchDirectory, catalogue, report);
+  if (walk.TakeFolder(watchDirectory)) {
+    walk.TakeGone();
   }
 }

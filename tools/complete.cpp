@@ -146,6 +146,9 @@ int Pass::Run() {
   }
   WalkCatalogue(options.watchDirectory, &catalogue,
                 [this](const Finding& finding) { return Take(finding); });
+  if (error == 0 && !isWhole && options.pending && IsAway(options.watchDirectory)) {
+    error = ENOENT;  // a card that was pulled out while it was read gives other errors
+  }
   return error;
 }
 
