@@ -41,6 +41,13 @@ wait_until_served() {
   done
 }
 
+wait_until_complete() {
+  while [ -e /var/lib/vexamgr/catalogue.db-incomplete ]; do
+    kill -0 "$service"
+    sleep 0.1
+  done
+}
+
 # Repeats the signal, since vexamgr notices one that comes just between two requests only after the next.
 stop() {
   while kill "$service"; do
