@@ -10,8 +10,9 @@ class VexaManager;
 extern std::atomic<VexaManager*> activeManager;
 static_assert(std::atomic<VexaManager*>::is_always_lock_free, "read by a signal handler");
 
-// Has HandleSignal called for SIGINT and SIGTERM, which end the process until then. A signal makes
-// a blocked msgrcv(2) fail with EINTR, whatever the flags of sigaction(2) are: see signal(7).
+// Has HandleSignal called for SIGINT and SIGTERM. Before this call, the two signals end the
+// process. A signal makes a blocked msgrcv(2) fail with EINTR, whatever the flags of sigaction(2)
+// are: see signal(7).
 void InstallSignalHandler();
 
 // Stops the active manager if the signal is SIGINT or SIGTERM.

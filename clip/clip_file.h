@@ -30,8 +30,8 @@ struct ClipFileFault {
 // fields of *track may already have been written. Logs nothing.
 int ReadClipFile(const char* path, TrackRecord* track, ClipFileFault* fault);
 
-// Does what ReadClipFile does and logs the reason of a failure. An element that has no text, or one
-// that is unusable, gets no line.
+// Does what ReadClipFile does and logs the reason of a failure. For an element without text or with
+// an unusable text it logs nothing.
 int ParseClipFile(const char* path, TrackRecord* track);
 
 #endif

@@ -14,7 +14,7 @@ if(NOT given MATCHES "stack-protector")
 endif()
 if(NOT given MATCHES "stack-clash-protection")
   include(CheckCXXCompilerFlag)
-  set(CMAKE_REQUIRED_FLAGS -Werror)  # for 32-bit ARM clang has no such protection, and only warns
+  set(CMAKE_REQUIRED_FLAGS -Werror)  # clang for 32-bit ARM lacks the protection, but only warns of that
   check_cxx_compiler_flag(-fstack-clash-protection STACK_CLASH_PROTECTION)
   unset(CMAKE_REQUIRED_FLAGS)
   if(STACK_CLASH_PROTECTION)

@@ -14,9 +14,8 @@ bool CatalogueReader::Open(const std::string& filename, std::string* why) {
   }
   if (error == 0) {
     error = connection.Prepare(
-        "SELECT rowid FROM Track WHERE DateFrom = ? AND DateTo = ? AND TriggerType = ? AND Path = "
-        "? "
-        "AND rowid > ? LIMIT 1",
+        "SELECT rowid FROM Track "
+        "WHERE DateFrom = ? AND DateTo = ? AND TriggerType = ? AND Path = ? AND rowid > ? LIMIT 1",
         &lookup);
   }
   if (error == SQLITE_ERROR || (error == 0 && recording.empty())) {  // "no such table"
@@ -35,8 +34,8 @@ bool CatalogueReader::HasTrack(const TrackRecord& track, bool* has, std::string*
   sqlite3_bind_int64(lookup, 2, track.DateTo);
   sqlite3_bind_int64(lookup, 3, track.TriggerType);
   sqlite3_bind_text(lookup, 4, track.Path, -1, SQLITE_STATIC);
-  // Clips are looked up mostly in the order of their rows: so the search for one of many clips of
-  // one time does not begin with the first of these.
+  // Clips are mostly looked up in the order of their rows. So the search begins after the row that
+  // was found last: from the first row on, it would pass all earlier clips of the same time.
   int error = LookUp(lastRow, has);
   if (error == 0 && !*has) {
     error = LookUp(0, has);

@@ -15,7 +15,8 @@ int CreateWithWriteAheadLog(const std::string& filename, Connection* connection)
   return connection->Execute("PRAGMA page_size = 1024; PRAGMA journal_mode = WAL");
 }
 
-// Only who opens the file anew learns whether its file system can map the journal's index.
+// Opens the file anew: only then does SQLite find out whether the file system can map the journal's
+// index.
 int TryWriteAheadLog(const std::string& filename, Connection* connection) {
   std::string mode;
   if (const int error = connection->Open(filename, SQLITE_OPEN_READWRITE); error != 0) {
@@ -39,9 +40,9 @@ DatabaseCreation OutcomeOf(int error) {
   }
 }
 
-// In one transaction, which ends without effect when the connection is closed after a failure.
+// Works in one transaction. If a step fails, closing the connection undoes the others.
 int DropUnfinishedTables(Connection* connection, bool* dropped) {
-  // With the tables that the creation did not reach, so that both can be asked for rows.
+  // Creates the tables that the creation did not reach, so that both can be asked for rows.
   if (const int error = connection->Execute("BEGIN IMMEDIATE;"
                                             "CREATE TABLE IF NOT EXISTS Track (x);"
                                             "CREATE TABLE IF NOT EXISTS Recording (x)");
@@ -90,8 +91,8 @@ DatabaseCreation CreateEmptyDatabase(const std::string& filename, std::string* w
   return DatabaseCreation::kDone;
 }
 
-bool IsNewDatabase(const std::string& filename, bool dropUnfinished, bool* isNew,
-                   std::string* why) {
+bool LookIntoDatabase(const std::string& filename, bool dropUnfinished, bool* isNew,
+                      std::string* why) {
   Connection connection;
   if (LookForSchema(filename, dropUnfinished, &connection, isNew) != 0) {
     *why = connection.ErrorText();

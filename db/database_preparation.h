@@ -16,11 +16,12 @@ enum class DatabaseCreation {
 // bytes. Unless that is done, stores the reason into *why, and part of the file may be there.
 DatabaseCreation CreateEmptyDatabase(const std::string& filename, std::string* why);
 
-// Stores whether a database that exists has no table Schema: vexamgr populates it.
+// Stores whether a database that exists is new: it has no table Schema, and vexamgr populates it.
 //
-// With dropUnfinished, first drops the tables of a creation that was cut short, before there was
-// any row in Recording or Track: vexamgr would serve them for ever.
+// With dropUnfinished, first drops the tables if their creation was cut short before there was any
+// row in Recording or Track. vexamgr would serve such tables for ever.
 // Returns false, with the reason in *why and the database as it was, if that can't be told or done.
-bool IsNewDatabase(const std::string& filename, bool dropUnfinished, bool* isNew, std::string* why);
+bool LookIntoDatabase(const std::string& filename, bool dropUnfinished, bool* isNew,
+                      std::string* why);
 
 #endif

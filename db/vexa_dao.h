@@ -17,7 +17,8 @@ struct RecordingSource {
   char SourceAddress[128];
 };
 
-// The recording database: the only connection to it and every SQL statement that is run on it.
+// The catalogue: the service's connection to its database, and every SQL statement that the service
+// runs there.
 //
 // Operations return 0 or SQLite's result code, which they log with its generic text. Each statement
 // commits by itself. A statement that fails changes nothing, and the next one can succeed. No
@@ -56,8 +57,8 @@ class VexaDAO {
   // Adds a Track row, even if there is an equal row already.
   int InsertTrack(const TrackRecord& track);
 
-  // Deletes the tracks whose Path contains the fragment, and all tracks if it is empty. Returns 0
-  // also if there is none.
+  // Deletes the tracks whose Path contains the fragment; an empty fragment deletes all. Returns 0
+  // even if no track matches.
   int DeleteTrack(const char* pathFragment);
 
   // Replaces the descriptive columns of the Recording row update.Id. Returns 0 also if there is no

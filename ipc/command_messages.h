@@ -36,7 +36,7 @@
 typedef struct RecordingUpdate {
   int32_t Id;        /* of the recording; the service keeps the recording 1 */
   char Unused4[8];   /* not read */
-  char Content[132]; /* up to 131 characters and a NUL, the texts below up to 127 */
+  char Content[132]; /* up to 131 bytes and a NUL, the texts below up to 127 */
   char SourceId[128];
   char SourceName[128];
   char SourceLocation[128];
@@ -80,7 +80,7 @@ typedef struct CommandReply {
 /* The offsets that other programs rely on. Those of messages count from after mtype. */
 #define COMMAND_ASSERT_OFFSET(record, field, offset) \
   static_assert(offsetof(record, field) == (offset), #record "." #field)
-#define COMMAND_ASSERT_TEXT_OFFSET(record, field, offset) \
+#define COMMAND_ASSERT_MESSAGE_OFFSET(record, field, offset) \
   COMMAND_ASSERT_OFFSET(record, field, sizeof(long) + (offset))
 
 COMMAND_ASSERT_OFFSET(RecordingUpdate, Id, 0);
@@ -93,20 +93,20 @@ COMMAND_ASSERT_OFFSET(RecordingUpdate, SourceAddress, 656);
 COMMAND_ASSERT_OFFSET(RecordingUpdate, MaxRetentionTime, 784);
 static_assert(sizeof(RecordingUpdate) == 1308, "RecordingUpdate");
 
-COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, SenderType, 0);
-COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, MessageId, 4);
-COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, DataLength, 8);
-COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, Data, COMMAND_HEADER_SIZE);
-COMMAND_ASSERT_TEXT_OFFSET(CommandMessage, Update, COMMAND_HEADER_SIZE);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandMessage, SenderType, 0);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandMessage, MessageId, 4);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandMessage, DataLength, 8);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandMessage, Data, COMMAND_HEADER_SIZE);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandMessage, Update, COMMAND_HEADER_SIZE);
 static_assert(sizeof(CommandMessage) == sizeof(long) + COMMAND_REQUEST_SIZE, "CommandMessage");
 
-COMMAND_ASSERT_TEXT_OFFSET(CommandReply, SenderType, 0);
-COMMAND_ASSERT_TEXT_OFFSET(CommandReply, MessageId, 4);
-COMMAND_ASSERT_TEXT_OFFSET(CommandReply, DataLength, 8);
-COMMAND_ASSERT_TEXT_OFFSET(CommandReply, Result, 12);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandReply, SenderType, 0);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandReply, MessageId, 4);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandReply, DataLength, 8);
+COMMAND_ASSERT_MESSAGE_OFFSET(CommandReply, Result, 12);
 static_assert(sizeof(CommandReply) == sizeof(long) + COMMAND_REPLY_SIZE, "CommandReply");
 
-#undef COMMAND_ASSERT_TEXT_OFFSET
+#undef COMMAND_ASSERT_MESSAGE_OFFSET
 #undef COMMAND_ASSERT_OFFSET
 
 #endif

@@ -18,31 +18,33 @@ int OpenCommandQueue(int* queueId);
 constexpr size_t kMaxPathLength = COMMAND_DATA_SIZE - 1;
 
 // Makes *request an insert or a delete of the clip whose description has this path, cut to
-// kMaxPathLength. Returns the size of the request's text.
+// kMaxPathLength. Returns the size of the message, without mtype.
 size_t MakePathRequest(int32_t messageId, std::string_view path, CommandMessage* request);
 
 // The three operations below return 0, or ETIMEDOUT once their time limit has passed, or the errno
 // of msgsnd(2) or msgrcv(2). SIGALRM and the timer of setitimer(2) are theirs: they leave the timer
 // off and restore nothing.
 
-// Puts the first size bytes of the request's text into the queue, unless it returns an error.
+// Puts a request of `size` bytes, without mtype, into the queue. If this returns an error, nothing
+// was put there.
 //
-// Fills in mtype and SenderType: the process's id, or INT32_MAX for id 1, which is the type of
-// requests. First drains the replies that wait for this process or for an earlier one of that id.
+// Fills in mtype and SenderType. First drains the replies that wait for this process, or for an
+// earlier process with the same id.
 int PutRequest(int queueId, CommandMessage* request, size_t size, std::chrono::milliseconds limit);
 
 // Takes the reply to the process's request with this MessageId and stores the service's result code
 // into *result. Replies with another MessageId, to requests that were given up, are dropped.
 int TakeReply(int queueId, int32_t messageId, std::chrono::milliseconds limit, int32_t* result);
 
-// Does both, within one time limit. On failure *result is unchanged; after ETIMEDOUT the request
-// may still be carried out, and a reply to it that comes after the drain of the process's next
-// request, if that has the same MessageId, is taken for the answer to that one.
+// Does both, within one time limit. On failure *result is unchanged. After ETIMEDOUT the request
+// may still be carried out, and its reply may come late. If it comes after the drain of the
+// process's next request, and that has the same MessageId, it is mistaken for the answer to that
+// request.
 int SendRequest(int queueId, CommandMessage* request, size_t size, std::chrono::milliseconds limit,
                 int32_t* result);
 
-// Whether nothing waits in the queue and who took the last message has ended. A request of this
-// process that is unanswered then never will be answered.
+// Whether the queue is empty and the process that took the last message from it has ended. Then a
+// request of this process that is not answered yet never will be answered.
 bool IsAbandoned(int queueId);
 
 #endif

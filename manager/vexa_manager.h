@@ -9,15 +9,15 @@
 
 struct CommandMessage;
 
-// The service: keeps the recording database in step with the clip descriptions of one watch
-// directory, by populating a new database from it and then serving the command queue.
+// The service: keeps the catalogue in step with the clip descriptions of one watch directory. It
+// populates a new database from them and then serves the command queue.
 //
 // Operations return 0, or a code that says why not: SQLite's for a failed statement,
 // ParseClipFile's for an unusable clip description, errno for an unreadable directory or a failed
 // receive, -1 for a refused request or an unknown identifier. Each failure is logged, except a
 // refusal and a reply that is lost. If SQLite, tinyxml2 or scandir(3) runs out of memory, that is a
-// failure like any other; if an allocation of this class fails, it throws std::bad_alloc. Two
-// blanks follow the bracket in the lines of failures: see doc/compatibility.md.
+// failure like any other. If the service's own code does, std::bad_alloc is thrown. For the texts
+// of the log, see doc/compatibility.md.
 class VexaManager {
  public:
   // Opens the database; throws SQLite's result code, an int, if that fails. The queue is the

@@ -43,7 +43,7 @@ debian_mirror() {
   mirror=$(apt-get indextargets --format '$(REPO_URI)' \
     'Created-By: Packages' 'Codename: bookworm' 'Component: main' | head -n 1)
   if [ -z "$mirror" ]; then
-    echo "apt knows no mirror of bookworm: this takes Debian 12, after apt-get update" >&2
+    echo "apt knows no mirror of bookworm: run this on Debian 12, after apt-get update" >&2
     return 1
   fi
   echo "$mirror"

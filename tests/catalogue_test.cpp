@@ -58,7 +58,8 @@ TEST_F(CatalogueTest, AScanTellsWhyItCannotReadAFolder) {
 TEST_F(CatalogueTest, ALockedDatabaseIsNeitherAwaitedNorPopulated) {
   sqlite3* locker = Hold("BEGIN EXCLUSIVE");
   const auto unlocked = std::async([locker, tester = gettid()] {
-    WaitUntil("this is awaited or, wrongly, the lock", [=] { return Sleeps(tester); });
+    WaitUntil("the test waits for this thread, and not the service for the lock",
+              [=] { return Sleeps(tester); });
     sqlite3_close(locker);
   });
   EXPECT_EQ(Populate(), 0) << "a failed look is taken for not empty";
@@ -78,8 +79,8 @@ TEST_F(CatalogueTest, AReaderOfAPreparedDatabaseHoldsNothingUp) {
 }
 
 TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
-  // What is there already, and the step that fails for it. The look for the table Schema heeds the
-  // letter case and passes over views; SQLite's names do neither.
+  // What is there already, and the step that fails for it. vexamgr looks for a table with exactly
+  // the name Schema. For SQLite, SCHEMA and a view Schema have taken that name.
   const std::pair<std::string, std::string> steps[] = {
       {"CREATE TABLE SCHEMA (x)", "create SCHEMA table"},
       {"CREATE VIEW Schema AS SELECT 1", "create SCHEMA table"},
@@ -99,7 +100,7 @@ TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
   }
 }
 
-TEST_F(CatalogueTest, ASlashAfterTheFolderDoublesOneAndCostsNamesTheirFirstCharacter) {
+TEST_F(CatalogueTest, ASlashAtTheEndOfTheFolderCostsDeletionsACharacter) {
   WriteClip("w/a.xml");
   ASSERT_EQ(Populate("w/"), 0);
   EXPECT_LOGGED("30 [VexaManager] Inserted clip w//a.xml\n");

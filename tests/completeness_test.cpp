@@ -4,7 +4,7 @@ using std::filesystem::exists;
 
 using PrepareTest = ServiceTest;
 
-TEST_F(PrepareTest, MakesADatabaseThatAllCanReadAndWriteAtOnce) {
+TEST_F(PrepareTest, MakesADatabaseWithWriteAheadLoggingAndRemovesLeftovers) {
   Write("db", "");
   for (const char* leftover : {"db-journal", "db-wal", "db-shm", "db-new", "db-new-wal"}) {
     Write(leftover, "of a database that was removed");

@@ -106,7 +106,8 @@ class ServiceTest : public testing::Test {
 
   // The values that SQL statements yield, with a "|" after each, or SQLite's error message.
   static std::string Query(const std::string& sql) {
-    return Run("sqlite3 -init /dev/null -nullvalue NULL -newline '|' db \"" + sql + "\"").substr(2);
+    return Run("sqlite3 -init /dev/null -nullvalue NULL -newline '|' db \"" + sql + "\"")
+        .substr(strlen("0 "));
   }
 
   // Opens a connection of another program. The locks of these statements last until it is closed.

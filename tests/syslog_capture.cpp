@@ -16,7 +16,6 @@
 // The formats are checked where syslog is called.
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
-// With _FORTIFY_SOURCE, clang calls this function in the place of syslog, and g++ the next one.
 // Sends the process SIGNAL if the text contains AT.
 static void RaiseSignal(const char* text) {
   const char* at = getenv("AT");
@@ -26,6 +25,8 @@ static void RaiseSignal(const char* text) {
   }
 }
 
+// With _FORTIFY_SOURCE, a call of syslog becomes a call of this function (clang) or of the next
+// (g++).
 extern "C" void __vsyslog_chk(int priority, int /*flag*/, const char* format, va_list arguments) {
   FILE* log = fopen("log", "a");
   fprintf(log, "%d ", priority);

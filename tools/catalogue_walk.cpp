@@ -55,12 +55,13 @@ class Walk {
         catalogue(reader),
         report(reporter) {}
 
-  // Return false once the walk is to end.
-  bool TakeFolder(const std::string& folder);
-  bool TakeDescription(const std::string& path);
+  // Return whether the walk goes on.
+  bool VisitFolder(const std::string& folder);
+  bool VisitDescription(const std::string& path);
 
-  // Without the card, everything seems to have gone.
-  bool TakeGone();
+  // Called when something has gone. Unless the watch directory is still there, as it is not when
+  // its card is taken out, reports kAway and returns false.
+  bool CheckStillThere();
 
  private:
   const std::string& watchDirectory;
@@ -69,17 +70,19 @@ class Walk {
   const Report& report;
 };
 
-bool Walk::TakeFolder(const std::string& folder) {
+bool Walk::VisitFolder(const std::string& folder) {
   DirectoryListing listing(folder);
   if (listing.count < 0) {
     const int error = errno;
-    return error == ENOENT ? TakeGone()
-                           : report({Kind::kFolder, folder, strerror(error), IsOwnFault(error)});
+    if (error == ENOENT) {
+      return CheckStillThere();
+    }
+    return report({Kind::kFolder, folder, strerror(error), IsOwnFault(error)});
   }
   for (; listing.count > 0; listing.RemoveLast()) {
     const dirent* entry = listing.entries[listing.count - 1];
     const std::string path = folder + "/" + entry->d_name;
-    const bool goesOn = entry->d_type == DT_REG ? TakeDescription(path) : TakeFolder(path);
+    const bool goesOn = entry->d_type == DT_REG ? VisitDescription(path) : VisitFolder(path);
     if (!goesOn) {
       return false;
     }
@@ -87,11 +90,14 @@ bool Walk::TakeFolder(const std::string& folder) {
   return true;
 }
 
-bool Walk::TakeDescription(const std::string& path) {
+bool Walk::VisitDescription(const std::string& path) {
   Finding missing = {Kind::kMissing, path, {}};
   ClipFileFault fault;
   if (ReadClipFile(path.c_str(), &missing.track, &fault) != 0) {
-    return fault.systemError == ENOENT ? TakeGone() : report(UnusableFinding(path, fault));
+    if (fault.systemError == ENOENT) {
+      return CheckStillThere();
+    }
+    return report(UnusableFinding(path, fault));
   }
   bool hasRow = false;
   std::string why;
@@ -102,7 +108,7 @@ bool Walk::TakeDescription(const std::string& path) {
   return hasRow || report(missing);
 }
 
-bool Walk::TakeGone() {
+bool Walk::CheckStillThere() {
   if (IdentityOf(watchDirectory) == identity) {
     return true;
   }
@@ -120,7 +126,7 @@ void WalkCatalogue(const std::string& watchDirectory, CatalogueReader* catalogue
     return;
   }
   Walk walk(watchDirectory, catalogue, report);
-  if (walk.TakeFolder(watchDirectory)) {
-    walk.TakeGone();
+  if (walk.VisitFolder(watchDirectory)) {
+    walk.CheckStillThere();
   }
 }

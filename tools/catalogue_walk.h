@@ -19,15 +19,15 @@ struct Finding {
 
   Kind kind;
   std::string path;         // of the description or the folder
-  std::string reason;       // why not; empty for kMissing
-  bool isOwnFault = false;  // of the next two: the reason is its content, permissions or name
-  TrackRecord track = {};   // of kMissing
+  std::string reason;       // why it can't be used; empty for kMissing
+  bool isOwnFault = false;  // of kUnusable and kFolder: its content, permissions or name is to
+                            // blame, so that another try is no use
+  TrackRecord track = {};  // of kMissing
 };
 
-// Looks for the row of every clip that is described below the watch directory, in the order in
-// which vexamgr would populate a new catalogue, and calls `report` with each finding, right when it
-// is made; the walk ends if that returns false. A description or a folder that has gone meanwhile
-// is no finding.
+// Looks for the row of every clip that is described below the watch directory, in the order of a
+// population. Calls `report` with each finding as soon as it is made, and ends if that returns
+// false. A description or a folder that has gone meanwhile is no finding.
 void WalkCatalogue(const std::string& watchDirectory, CatalogueReader* catalogue,
                    const std::function<bool(const Finding&)>& report);
 

@@ -179,10 +179,10 @@ bool ReadPing(int count, std::vector<Request>* requests) {
 }
 
 // Reads a database and, where two names are given, a watch directory.
-bool ReadNames(int least, int count, char** names, CommandLine* commandLine) {
+bool ReadNames(int count, char** names, CommandLine* commandLine) {
+  const int least = commandLine->action == CommandLine::Action::kPrepare ? 1 : 2;
   if (count < least || count > 2) {
-    return WrongUse(least == 1 ? "prepare takes a database and perhaps a watch directory"
-                               : "a database and a watch directory must be given");
+    return WrongUse("a database and a watch directory must be given, and nothing else");
   }
   commandLine->database = names[0];
   commandLine->watchDirectory = count == 2 ? names[1] : "";
@@ -194,8 +194,8 @@ bool ReadNames(int least, int count, char** names, CommandLine* commandLine) {
 
 using Action = CommandLine::Action;
 
-constexpr unsigned Bit(Option option) { return 1U << option; }
-constexpr unsigned kTextOptions = Bit(kOptionCount) - Bit(kContent);
+constexpr unsigned Bit(int option) { return 1U << option; }
+constexpr unsigned kUpdateOptions = Bit(kOptionCount) - Bit(kContent);  // the last seven
 
 const struct Command {
   const char* name;
@@ -204,7 +204,7 @@ const struct Command {
 } kCommands[] = {
     {"insert", Action::kInsert, Bit(kTimeout)},
     {"delete", Action::kDelete, Bit(kTimeout)},
-    {"update", Action::kUpdate, Bit(kTimeout) | kTextOptions},
+    {"update", Action::kUpdate, Bit(kTimeout) | kUpdateOptions},
     {"ping", Action::kPing, Bit(kTimeout)},
     {"prepare", Action::kPrepare, 0},
     {"check", Action::kCheck, 0},
@@ -213,7 +213,7 @@ const struct Command {
 
 bool CheckOptions(const Command& command, const Arguments& arguments) {
   for (int option = kTimeout; option < kOptionCount; ++option) {
-    if (arguments[option] != nullptr && (command.options >> option & 1) == 0) {
+    if (arguments[option] != nullptr && (command.options & Bit(option)) == 0) {
       return WrongUse(Name(option) + " does not go with " + command.name);
     }
   }
@@ -232,10 +232,8 @@ bool ReadOperands(const Arguments& arguments, int count, char** operands,
       return ReadUpdate(arguments, count, operands, requests);
     case Action::kPing:
       return ReadPing(count, requests);
-    case Action::kPrepare:
-      return ReadNames(1, count, operands, commandLine);
     default:
-      return ReadNames(2, count, operands, commandLine);
+      return ReadNames(count, operands, commandLine);
   }
 }
 

@@ -23,10 +23,10 @@ struct CommandLine {
 
   Action action = Action::kHelp;
   std::chrono::seconds timeout{10};
-  std::vector<Request> requests;  // one at least for the first four actions; all of one kind
-  std::string database;           // for the next three
-  std::string watchDirectory;     // for the same; empty if prepare was given none
-  bool pending = false;           // for kComplete
+  std::vector<Request> requests;  // of insert, delete, update and ping: at least one, of one kind
+  std::string database;           // of prepare, check and complete
+  std::string watchDirectory;     // of the same three; empty if prepare was given none
+  bool pending = false;           // of complete
 };
 
 // Reads the command line into *commandLine with getopt_long(3), which keeps its place in variables

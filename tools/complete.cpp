@@ -46,8 +46,8 @@ void AwaitCard(const std::string& watchDirectory) {
     std::this_thread::sleep_for(seconds(1));
   }
   if (wasAway) {
-    // What ended the wait can be the first clip of an empty card, which its recorder is just about
-    // to have inserted.
+    // The first clip may just have been written to an empty card, and its recorder is about to
+    // request the insertion. A second insertion here would add a second row.
     std::this_thread::sleep_for(seconds(3));
   }
 }
@@ -73,10 +73,10 @@ int PutPing(int queueId, Request* ping) {
   return error;
 }
 
-// Waits until vexamgr answers, which it does once it has populated its catalogue. Returns 0, or
-// the error by which the queue turned out to be lost.
+// Waits until vexamgr answers, which it does once its population has ended. Returns 0, or the error
+// by which the queue turned out to be lost.
 int AwaitAnswer(int queueId) {
-  // A vexamgr that fails at its start has ended by then, so that no pings of its starts pile up.
+  // A vexamgr that fails at its start ends within this second, so pings to it do not pile up.
   std::this_thread::sleep_for(seconds(1));
   Request ping = Ping();
   int32_t result;
@@ -91,15 +91,17 @@ int AwaitAnswer(int queueId) {
   return error;
 }
 
-int AwaitQueueAndAnswer(bool endless, int* queueId) {
-  const int error = AwaitQueue(endless, queueId);
-  return error == 0 ? AwaitAnswer(*queueId) : error;
-}
-
+// Waits until vexamgr serves, without a limit if `endless`. Returns 0 or the error of the queue.
 int AwaitService(bool endless, int* queueId) {
-  const int error = AwaitQueueAndAnswer(endless, queueId);
-  // A population that fails ends vexamgr, which its supervisor then starts anew.
-  return error == EIDRM || error == EINVAL ? AwaitQueueAndAnswer(endless, queueId) : error;
+  int error = EIDRM;
+  // A population that fails ends vexamgr, and its supervisor starts it anew: hence the second turn.
+  for (int turn = 0; turn < 2 && (error == EIDRM || error == EINVAL); ++turn) {
+    error = AwaitQueue(endless, queueId);
+    if (error == 0) {
+      error = AwaitAnswer(*queueId);
+    }
+  }
+  return error;
 }
 
 // One look for every clip, and the insertion of those that have no row.
@@ -112,26 +114,27 @@ class Pass {
   int Run();
 
   ExitStatus status = kCarriedOut;
-  bool isWhole = true;  // nothing is left for another time
+  bool isWhole = true;  // nothing is left for another pass
 
  private:
   // Return whether the walk goes on.
   bool Take(const Finding& finding);
   bool Insert(const Finding& finding);
-  bool TakeRefusal(const TrackRecord& track, int32_t result);
+  bool IsWorthGoingOn(const TrackRecord& track, int32_t refusal);
 
-  bool Leave(const std::string& subject, const std::string& reason, ExitStatus newStatus);
+  void GiveUp(const std::string& subject, const std::string& reason);
 
   const CompletionOptions& options;
   const std::string& database;
   const int queueId;
   CatalogueReader catalogue;
-  int error = 0;
+  int error = 0;  // what Run returns; set by Take
 };
 
 int Pass::Run() {
   const FolderLock lock(FolderOf(database));
-  // Answered after an insertion that an earlier pass, which was killed, has left in the queue.
+  // An earlier pass that was killed may have left an insertion in the queue. Once this ping is
+  // answered, that insertion has been carried out.
   Request ping = Ping();
   int32_t result;
   error = SendRequest(queueId, &ping.message, ping.size, options.limit, &result);
@@ -141,22 +144,21 @@ int Pass::Run() {
   isWhole = !IsAway(options.watchDirectory);
   std::string why;
   if (!catalogue.Open(database, &why)) {
-    Leave(database, why, kNoAnswer);
+    GiveUp(database, why);
     return 0;
   }
   WalkCatalogue(options.watchDirectory, &catalogue,
                 [this](const Finding& finding) { return Take(finding); });
   if (error == 0 && !isWhole && options.pending && IsAway(options.watchDirectory)) {
-    error = ENOENT;  // a card that was pulled out while it was read gives other errors
+    error = ENOENT;  // while a card is pulled out, reading from it gives various errors
   }
   return error;
 }
 
-bool Pass::Leave(const std::string& subject, const std::string& reason, ExitStatus newStatus) {
+void Pass::GiveUp(const std::string& subject, const std::string& reason) {
   PrintReason(subject, reason);
   isWhole = false;
-  status = newStatus;
-  return false;
+  status = kNoAnswer;
 }
 
 bool Pass::Take(const Finding& finding) {
@@ -170,10 +172,14 @@ bool Pass::Take(const Finding& finding) {
       status = kRefused;
       return true;
     case Finding::Kind::kAway:
+      PrintReason(finding.path, finding.reason);
+      isWhole = false;
+      status = kRefused;
       error = options.pending ? ENOENT : 0;
-      return Leave(finding.path, finding.reason, kRefused);
+      return false;
     case Finding::Kind::kCatalogueLost:
-      return Leave(database, finding.reason, kNoAnswer);
+      GiveUp(database, finding.reason);
+      return false;
   }
   return false;
 }
@@ -191,36 +197,56 @@ bool Pass::Insert(const Finding& finding) {
     return false;
   }
   if (result == 3 && access(finding.path.c_str(), F_OK) < 0) {
-    return true;  // it has gone meanwhile
+    return true;  // the description has gone meanwhile
   }
   PrintOutcome(insertion, result);
   if (result != 0) {
-    return TakeRefusal(finding.track, result);
+    return IsWorthGoingOn(finding.track, result);
   }
   bool hasRow = false;
   std::string why = "vexamgr serves another catalogue: the clip has no row here";
   if (!catalogue.HasTrack(finding.track, &hasRow, &why) || !hasRow) {
-    return Leave(database, why, kNoAnswer);
+    GiveUp(database, why);
+    return false;
   }
   return true;
 }
 
-// The description could be used a moment ago. So a 3 or a 22 says that vexamgr may not read it or
-// that it has changed, and all else is SQLite's and would meet the next clip, too: but for the 1 of
-// a statement that quotes in the path, which count twice, have made too long.
-bool Pass::TakeRefusal(const TrackRecord& track, int32_t result) {
+// Notes a refusal. The description could be used a moment ago. So a 3 or a 22 means that vexamgr
+// may not read it or that it has changed, and a 1 for a path with a quote means that the statement
+// was too long. Any other number is SQLite's, and the next clip would meet it, too.
+bool Pass::IsWorthGoingOn(const TrackRecord& track, int32_t refusal) {
   status = kRefused;
-  const bool isTooLong = result == SQLITE_ERROR && strchr(track.Path, '\'') != nullptr;
+  const bool isTooLong = refusal == SQLITE_ERROR && strchr(track.Path, '\'') != nullptr;
   isWhole = isWhole && isTooLong;
-  return isTooLong || result == 3 || result == EINVAL;
+  return isTooLong || refusal == 3 || refusal == EINVAL;
 }
 
-// Removes the mark if nothing is left. Returns the exit status.
-ExitStatus Finish(const Pass& pass, const IncompleteMark& mark) {
+// Makes one pass once vexamgr serves, and removes the mark if nothing is left. Returns 0 and stores
+// the exit status, or returns the error by which vexamgr or the watch directory turned out to be
+// away.
+int TryToComplete(const CompletionOptions& options, const std::string& database,
+                  const IncompleteMark& mark, ExitStatus* status) {
+  int queueId;
+  if (const int error = AwaitService(options.pending, &queueId); error != 0) {
+    return error;
+  }
+  if (options.pending) {
+    AwaitCard(options.watchDirectory);
+    if (!mark.IsThere()) {
+      *status = kCarriedOut;  // another process has completed the catalogue
+      return 0;
+    }
+  }
+  Pass pass(options, database, queueId);
+  if (const int error = pass.Run(); error != 0) {
+    return error;
+  }
   if (const int error = pass.isWhole ? mark.Remove() : 0; error != 0) {
     PrintReason(mark.path, strerror(error));
   }
-  return pass.status;
+  *status = pass.status;
+  return 0;
 }
 
 }  // namespace
@@ -234,24 +260,13 @@ ExitStatus Complete(const CompletionOptions& options) {
   if (options.pending && !mark.Lock()) {
     return kCarriedOut;  // there is no mark, or another process sees to it
   }
+  ExitStatus status = kNoAnswer;
   int error;
   do {
-    int queueId;
-    error = AwaitService(options.pending, &queueId);
-    if (error == 0 && options.pending) {
-      AwaitCard(options.watchDirectory);
-    }
-    if (options.pending && !mark.IsThere()) {
-      return kCarriedOut;  // another process has seen to it
-    }
-    if (error == 0) {
-      Pass pass(options, database, queueId);
-      error = pass.Run();
-      if (error == 0) {
-        return Finish(pass, mark);
-      }
-    }
-  } while (options.pending);
-  PrintReason("vexamgr", std::string("no answer: ") + ErrorText(error));
-  return kNoAnswer;
+    error = TryToComplete(options, database, mark, &status);
+  } while (error != 0 && options.pending);
+  if (error != 0) {
+    PrintReason("vexamgr", std::string("no answer: ") + ErrorText(error));
+  }
+  return status;
 }

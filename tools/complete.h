@@ -10,7 +10,7 @@ struct CompletionOptions {
   std::string database;  // by its name, which may be that of a link
   std::string watchDirectory;
   std::chrono::milliseconds limit;  // of each request
-  bool pending;                     // only if the database is marked, and through ends of vexamgr
+  bool pending;                     // do nothing without the mark; start anew if vexamgr ends
 };
 
 // Waits until vexamgr serves, then has it insert every clip that is described below the watch

@@ -8,8 +8,8 @@
 
 bool IsLink(const std::string& path);
 
-// The path of the database that the name stands for: what a symbolic link leads to, or the name
-// itself, that of a link that leads to nothing included.
+// The path of the file behind a name: the target of a symbolic link, or the name itself if it is no
+// link or leads nowhere.
 std::string ResolveDatabase(const std::string& name);
 
 std::string FolderOf(const std::string& path);
@@ -24,8 +24,8 @@ int SyncFolder(const std::string& folder);
 // error.
 bool EndsInSlash(const std::string& watchDirectory);
 
-// The file DATABASE-incomplete beside a database, left by prepare: nobody has checked yet that the
-// catalogue is complete.
+// The file DATABASE-incomplete, which prepare leaves beside a database. While the file is there,
+// the catalogue may lack clips of its population.
 class IncompleteMark {
  public:
   // Opens the mark if there is one.

@@ -57,7 +57,7 @@ bool LacksRoom(const std::string& database) {
   const std::string trial = WorkNameOf(database);
   const int descriptor = open(trial.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (descriptor < 0) {
-    return false;  // for another reason, which the next step meets, too
+    return false;  // the next step fails for the same reason and says so
   }
   const int error = posix_fallocate(descriptor, 0, kLeastRoom);
   close(descriptor);
@@ -125,14 +125,15 @@ ExitStatus MakeDatabase(const std::string& database) {
 }
 
 ExitStatus PrepareNew(const std::string& database, const std::string& watchDirectory) {
-  // A population of it would end at once.
+  // vexamgr could not populate a database from such a folder.
   if (!watchDirectory.empty() && access((watchDirectory + "/.").c_str(), R_OK | X_OK) < 0) {
     return Refuse(watchDirectory, std::string("can't be read as a folder: ") + strerror(errno));
   }
   if (LacksRoom(database)) {
     return kFailed;
   }
-  // On the disk before the database is.
+  // The mark is on the disk before the database is: else a power cut could leave the database
+  // without it.
   const ExitStatus status = LeaveMark(database);
   return status == kCarriedOut ? MakeDatabase(database) : status;
 }
@@ -144,7 +145,7 @@ ExitStatus PrepareExisting(const std::string& database) {
   const bool isMarked = IncompleteMark(database).IsThere();
   bool isNew = false;
   std::string why;
-  if (!IsNewDatabase(database, isMarked, &isNew, &why)) {
+  if (!LookIntoDatabase(database, isMarked, &isNew, &why)) {
     PrintReason(database, "left as it is: " + why);
     return kCarriedOut;
   }

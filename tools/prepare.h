@@ -5,9 +5,10 @@
 
 #include "tools/requests.h"
 
-// Readies a database for a start of vexamgr, whose user must run this: makes one with write-ahead
-// logging unless there is one with content, and marks one that is to be populated. A watch
-// directory that is not given is empty. Says on standard error why it refuses or fails.
+// Prepares a database for a start of vexamgr, whose user must run this: makes a database with
+// write-ahead logging unless there is one with content, and leaves the mark beside a database that
+// vexamgr will populate. A watch directory that is not given is empty. Says on standard error why
+// it refuses or fails.
 ExitStatus Prepare(const std::string& databaseName, const std::string& watchDirectory);
 
 #endif

@@ -21,24 +21,26 @@ Request PathRequest(int32_t messageId, const char* outcome, const std::string& p
   return request;
 }
 
-// What a result code other than 0 stands for, or null where that is uncertain.
-const char* Meaning(int32_t messageId, int32_t code) {
-  if (messageId == COMMAND_INSERT_CLIP && code == EINVAL) {
-    return "the content of the clip description is unusable";
+// What the result code of a refused insertion stands for. From 4 to 18 that is uncertain: the
+// number is tinyxml2's, for a file that vexamgr can't load, or SQLite's.
+const char* MeaningOfInsertion(int32_t code) {
+  switch (code) {
+    case EINVAL:
+      return "the content of the clip description is unusable";
+    case 3:
+      return "most likely vexamgr can't find the file or may not read it";
+    case SQLITE_BUSY:
+      return "the catalogue is locked, or the clip description can't be read";
+    default:
+      return code > 3 && code <= 18 ? "the service's log tells why" : sqlite3_errstr(code);
   }
-  if (messageId == COMMAND_INSERT_CLIP && code == 3) {
-    return "most likely vexamgr can't find the file or may not read it";
-  }
-  if (messageId == COMMAND_INSERT_CLIP && code == SQLITE_BUSY) {
-    return "the catalogue is locked, or the clip description can't be read";
-  }
-  if (messageId == COMMAND_INSERT_CLIP && code > 3 && code <= 18) {
-    return nullptr;  // tinyxml2's, for a file that it can't load, or SQLite's
-  }
-  if (messageId == COMMAND_DELETE_CLIP && code == -1) {
+}
+
+const char* MeaningOf(int32_t messageId, int32_t code) {
+  if (code < 0) {
     return "not a clip description below the watch directory";
   }
-  return code > 0 ? sqlite3_errstr(code) : nullptr;
+  return messageId == COMMAND_INSERT_CLIP ? MeaningOfInsertion(code) : sqlite3_errstr(code);
 }
 
 }  // namespace
@@ -80,10 +82,8 @@ void PrintOutcome(const Request& request, int32_t result) {
     printf("%s %s\n", request.outcome, request.subject.c_str());
     return;
   }
-  const char* meaning = Meaning(request.message.MessageId, result);
-  PrintReason(request.subject, "refused with " + std::to_string(result) + " (" +
-                                   (meaning != nullptr ? meaning : "the service's log tells why") +
-                                   ")");
+  const char* meaning = MeaningOf(request.message.MessageId, result);
+  PrintReason(request.subject, "refused with " + std::to_string(result) + " (" + meaning + ")");
 }
 
 const char* ErrorText(int error) {

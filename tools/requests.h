@@ -35,9 +35,9 @@ Request DeletionOf(const std::string& path);
 // neither changes nor logs anything for it.
 Request Ping();
 
-// Sends a request and, while the answer is that another process has locked the catalogue, sends it
-// again after growing pauses, the last time 100 ms before its time limit. Returns 0 and stores the
-// last answer's result into *result, or returns the error of SendRequest.
+// Sends a request. If the answer says that another process has locked the catalogue, sends the
+// request again after growing pauses; the last attempt is made 100 ms before the time limit.
+// Returns 0 and stores the result of the last answer, or returns the error of SendRequest.
 int SendUntilUnlocked(int queueId, std::chrono::milliseconds limit, Request* request,
                       int32_t* result);
 

@@ -9,7 +9,9 @@ unit_line() {
 
 as_service='setpriv --reuid vexamgr --regid vexamgr --clear-groups'
 
+# Both tests run in one tree.
 make_folders() {
+  rm -rf /srv/recordings /var/lib/vexamgr
   mkdir --parents /srv/recordings
   install --directory --owner vexamgr --group vexamgr /var/lib/vexamgr
   WATCH_DIRECTORY=/srv/recordings
@@ -48,7 +50,7 @@ wait_until_complete() {
   done
 }
 
-# Repeats the signal, since vexamgr notices one that comes just between two requests only after the next.
+# Repeats the signal: see vexamgr(8), Signals.
 stop() {
   while kill "$service"; do
     sleep 0.1
