@@ -8,8 +8,7 @@
 -- vexamgr(8), "Reading the catalogue", lists the errors that a reader can meet.
 --
 -- Times are seconds since 1970-01-01T00:00:00 UTC, modulo 2^32: numbers from 0 to 4294967295. Times
--- after 2038 do not fit into 32 signed bits, so read them with sqlite3_column_int64. 4294967295 may
--- also stand for the last second before 1970.
+-- after 2038 do not fit into 32 signed bits, so read them with sqlite3_column_int64.
 
 -- The format of the catalogue. One row: MajorVersion 0, MinorVersion 2. A database without this
 -- table is new, and vexamgr fills it.
@@ -55,7 +54,7 @@ CREATE INDEX RecordingDateToAscending ON Recording ( DateTo ASC );
 CREATE INDEX TrackDateFromAscending ON Track ( DateFrom ASC );
 CREATE INDEX TrackDateToAscending ON Track ( DateTo ASC );
 
--- They keep the times of the recording.
+-- These triggers keep the times of the recording.
 CREATE TRIGGER ClipInserted AFTER INSERT ON Track
 BEGIN
   UPDATE Recording SET DateFrom = (SELECT IFNULL(MIN(Track.DateFrom), 0) FROM Track) WHERE Id = 1;

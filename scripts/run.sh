@@ -7,11 +7,11 @@ source=$(cd "$(dirname "$0")/.." && pwd)
 usage="Usage: run.sh <databaseFilename> <watchDirectory>
        run.sh
 
-Installs what is missing from Debian's packages, builds vexamgr into build/release, makes the database
-unless it is there, and runs vexamgr on these two, in the foreground, until Ctrl-C; a population in
-progress is finished first. Without arguments, shows it at work on sample clips. Its log lines are
-shown on standard error as well as sent to the system log. Run it as yourself, not with sudo in front:
-it calls sudo for the packages alone."
+Installs what is missing from Debian's packages and builds vexamgr into build/release. With two names,
+prepares the database and runs vexamgr in the foreground until Ctrl-C. Ctrl-C during a population takes
+effect when the population has ended. Without arguments, shows vexamgr at work on sample clips. The log
+appears on standard error and in the system log. Run this script as yourself, without sudo in front: it
+calls sudo for the packages alone."
 if [ $# -eq 1 ] && [[ $1 == -h || $1 == --help ]]; then
   echo "$usage"
   exit

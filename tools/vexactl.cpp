@@ -41,8 +41,8 @@ const char kHelpText[] =
     "is refused with 5, because another process has locked the catalogue, is sent again until\n"
     "its time limit has passed.\n"
     "\n"
-    "Exit status: 0 all is done, 1 something was refused or (check) is missing, 2 wrong use,\n"
-    "3 no answer in time or (check) it can't be told, 255 (prepare) a failure.\n";
+    "Exit status: 0 everything was done; 1 something was refused, or check found something\n"
+    "missing; 2 wrong use; 3 vexamgr gave no answer, or check can't tell; 255 prepare failed.\n";
 
 ExitStatus SendAll(CommandLine* commandLine) {
   int queueId;
