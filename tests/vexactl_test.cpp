@@ -56,6 +56,12 @@ TEST_F(VexactlTest, TakesTheAnswerToItsOwnRequest) {
   int32_t result = 0;
   EXPECT_EQ(SendRequest(Queue(), &ping, COMMAND_HEADER_SIZE, std::chrono::seconds(9), &result), 0);
   EXPECT_EQ(result, -1) << "0 was the answer to a process that had the same id";
+  const CommandReply late = {getpid(), COMMAND_REQUEST_TYPE, COMMAND_INSERT_CLIP, 4, 0};
+  const CommandReply awaited = {getpid(), COMMAND_REQUEST_TYPE, COMMAND_DELETE_CLIP, 4, 7};
+  msgsnd(Queue(), &late, COMMAND_REPLY_SIZE, 0);
+  msgsnd(Queue(), &awaited, COMMAND_REPLY_SIZE, 0);
+  EXPECT_EQ(TakeReply(Queue(), COMMAND_DELETE_CLIP, std::chrono::seconds(9), &result), 0);
+  EXPECT_EQ(result, 7) << "0 was the late answer to an insertion";
   itimerval timer;
   getitimer(ITIMER_REAL, &timer);
   EXPECT_EQ(timer.it_value.tv_sec, 0) << "the timer is off";
