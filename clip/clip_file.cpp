@@ -32,7 +32,7 @@ int LoadDocument(const char* path, XMLDocument* document, ClipFileFault* fault) 
   try {
     document->LoadFile(file.get());
   } catch (const std::bad_alloc&) {
-    *fault = {Kind::kNotRead, 0, strerror(ENOMEM)};
+    *fault = {Kind::kNotRead, 0, "out of memory"};
     return tinyxml2::XML_ERROR_FILE_READ_ERROR;
   }
   const XMLError error = document->ErrorID();

@@ -40,29 +40,53 @@ DatabaseCreation OutcomeOf(int error) {
   }
 }
 
+// Stores whether a creation was cut short before the row of Recording, which comes last. The row of
+// Camera comes once all tables are there: without Recording, it is in somebody else's table.
+int LookForUnfinishedTables(Connection* connection, bool* areUnfinished) {
+  std::string tables;
+  if (const int error = connection->Query(
+          "SELECT GROUP_CONCAT(name) FROM sqlite_master WHERE type = 'table'", &tables);
+      error != 0) {
+    return error;
+  }
+  const auto has = [&tables](const char* name) { return tables.find(name) != std::string::npos; };
+  *areUnfinished = false;
+  for (const std::string table : {"Recording", "Track", "Camera"}) {
+    const bool mayHaveRows = table == "Camera" && has("Recording");
+    std::string rows = "0";
+    if (has(table.c_str()) && !mayHaveRows) {
+      const std::string sql = "SELECT EXISTS (SELECT 1 FROM " + table + ")";
+      if (const int error = connection->Query(sql.c_str(), &rows); error != 0) {
+        return error;
+      }
+    }
+    if (rows != "0") {
+      return 0;
+    }
+  }
+  *areUnfinished = true;
+  return 0;
+}
+
 // Works in one transaction. If a step fails, closing the connection undoes the others.
 int DropUnfinishedTables(Connection* connection, bool* dropped) {
-  // Creates the tables that the creation did not reach, so that both can be asked for rows.
-  if (const int error = connection->Execute("BEGIN IMMEDIATE;"
-                                            "CREATE TABLE IF NOT EXISTS Track (x);"
-                                            "CREATE TABLE IF NOT EXISTS Recording (x)");
-      error != 0) {
-    return error;
+  bool areUnfinished = false;
+  // The lock would end a population in progress, so the first look is without it.
+  for (const char* next : {"BEGIN IMMEDIATE",
+                           "DROP TABLE IF EXISTS Recording; DROP TABLE IF EXISTS Track;"
+                           "DROP TABLE IF EXISTS Camera; DROP TABLE Schema; COMMIT"}) {
+    if (const int error = LookForUnfinishedTables(connection, &areUnfinished); error != 0) {
+      return error;
+    }
+    if (!areUnfinished) {
+      return 0;
+    }
+    if (const int error = connection->Execute(next); error != 0) {
+      return error;
+    }
   }
-  std::string hasRows;
-  if (const int error = connection->Query(
-          "SELECT EXISTS (SELECT 1 FROM Track) OR EXISTS (SELECT 1 FROM Recording)", &hasRows);
-      error != 0) {
-    return error;
-  }
-  if (hasRows != "0") {
-    return connection->Execute("ROLLBACK");
-  }
-  const int error = connection->Execute(
-      "DROP TABLE Recording; DROP TABLE Track; DROP TABLE IF EXISTS Camera; DROP TABLE Schema;"
-      "COMMIT");
-  *dropped = error == 0;
-  return error;
+  *dropped = true;
+  return 0;
 }
 
 int LookForSchema(const std::string& filename, bool dropUnfinished, Connection* connection,

@@ -54,12 +54,8 @@ if [ $# -eq 0 ]; then
 fi
 vexactl=$programs/vexactl
 "$vexactl" prepare "$database" "$watch"
-# Inserts what an earlier population left out that was cut short, and ends with vexamgr, which takes the
-# place of this shell.
-(
-  "$vexactl" complete --pending "$database" "$watch" &
-  tail --pid=$$ --sleep-interval=0.1 --follow /dev/null
-  kill $! 2>/dev/null
-) &
+# Inserts what a population leaves out that is cut short. This ends with its parent process: with this shell,
+# and so with vexamgr, which takes the shell's place.
+setpriv --pdeathsig TERM "$vexactl" complete --pending "$database" "$watch" &
 exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so \
   "$programs/vexamgr" "$database" "$watch"

@@ -22,7 +22,7 @@ struct Finding {
   std::string reason;       // why it can't be used; empty for kMissing
   bool isOwnFault = false;  // of kUnusable and kFolder: its content, permissions or name is to
                             // blame, so that another try is no use
-  TrackRecord track = {};  // of kMissing
+  TrackRecord track = {};   // of kMissing
 };
 
 // Looks for the row of every clip that is described below the watch directory, in the order of a

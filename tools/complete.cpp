@@ -23,15 +23,17 @@ using std::chrono::seconds;
 class FolderLock {
  public:
   explicit FolderLock(const std::string& folder)
-      : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    flock(descriptor, LOCK_EX);
-  }
+      : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+        error(flock(descriptor, LOCK_EX) < 0 ? errno : 0) {}
   ~FolderLock() { close(descriptor); }
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;
 
+  int Error() const { return error; }
+
  private:
   const int descriptor;
+  const int error;
 };
 
 // Whether a folder can't be listed or is empty, as a mount point without its card is.
@@ -48,7 +50,7 @@ void AwaitCard(const std::string& watchDirectory) {
   if (wasAway) {
     // The first clip may just have been written to an empty card, and its recorder is about to
     // request the insertion. A second insertion here would add a second row.
-    std::this_thread::sleep_for(seconds(3));
+    std::this_thread::sleep_for(seconds(2));
   }
 }
 
@@ -133,6 +135,10 @@ class Pass {
 
 int Pass::Run() {
   const FolderLock lock(FolderOf(database));
+  if (lock.Error() != 0) {
+    GiveUp(FolderOf(database), std::string("can't be locked: ") + strerror(lock.Error()));
+    return 0;
+  }
   // An earlier pass that was killed may have left an insertion in the queue. Once this ping is
   // answered, that insertion has been carried out.
   Request ping = Ping();

@@ -6,23 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "tools/requests.h"
-
-namespace {
-
-int Sync(const std::string& path, int flags) {
-  const int descriptor = open(path.c_str(), flags | O_CLOEXEC, 0644);
-  if (descriptor < 0) {
-    return errno;
-  }
-  const int error = fsync(descriptor) < 0 ? errno : 0;
-  close(descriptor);
-  return error;
-}
-
-}  // namespace
 
 bool IsLink(const std::string& path) {
   std::error_code error;
@@ -43,9 +30,17 @@ std::string FolderOf(const std::string& path) {
   return folder.empty() ? "." : folder;
 }
 
-int SyncFile(const std::string& path) { return Sync(path, O_RDONLY | O_CREAT); }
+int SyncFile(const std::string& path, int flags) {
+  const int descriptor = open(path.c_str(), flags | O_CLOEXEC, 0644);
+  if (descriptor < 0) {
+    return errno;
+  }
+  const int error = fsync(descriptor) < 0 ? errno : 0;
+  close(descriptor);
+  return error;
+}
 
-int SyncFolder(const std::string& folder) { return Sync(folder, O_RDONLY | O_DIRECTORY); }
+int SyncFolder(const std::string& folder) { return SyncFile(folder, O_RDONLY | O_DIRECTORY); }
 
 bool EndsInSlash(const std::string& watchDirectory) {
   const bool ends = !watchDirectory.empty() && watchDirectory.back() == '/';
@@ -56,7 +51,11 @@ bool EndsInSlash(const std::string& watchDirectory) {
 }
 
 IncompleteMark::IncompleteMark(const std::string& database)
-    : path(database + "-incomplete"), descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    : path(database + "-incomplete"), descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (descriptor < 0 && errno != ENOENT) {
+    PrintReason(path, strerror(errno));
+  }
+}
 
 IncompleteMark::~IncompleteMark() {
   if (descriptor >= 0) {

@@ -14,10 +14,9 @@ std::string ResolveDatabase(const std::string& name);
 
 std::string FolderOf(const std::string& path);
 
-// Has a file written to the disk; it is made, with nothing in it, if it is not there.
-int SyncFile(const std::string& path);
-
-// Has what was made, renamed and removed in a folder written to the disk.
+// Opens a file or a folder with the flags of open(2) and has it written to the disk: of a folder,
+// what was made, renamed and removed there.
+int SyncFile(const std::string& path, int flags);
 int SyncFolder(const std::string& folder);
 
 // Whether a watch directory ends in a slash, which vexamgr can't work with. Says so on standard
@@ -28,7 +27,7 @@ bool EndsInSlash(const std::string& watchDirectory);
 // the catalogue may lack clips of its population.
 class IncompleteMark {
  public:
-  // Opens the mark if there is one.
+  // Opens the mark if there is one. Says on standard error if that can't be done.
   explicit IncompleteMark(const std::string& database);
   ~IncompleteMark();
   IncompleteMark(const IncompleteMark&) = delete;

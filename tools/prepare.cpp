@@ -45,24 +45,21 @@ int RemoveJournals(const std::string& database) {
   return 0;
 }
 
-// The name under which a new database is made.
-std::string WorkNameOf(const std::string& database) { return database + "-new"; }
-
 // Says that less than 64 kB is left for this user beside the database, if that is so.
 // SQLite maps the index of a write-ahead log before it has room for it, and a process that then
-// writes there, vexamgr or a reader, is killed by SIGBUS. Only an allocation shows what is left:
-// the numbers of statvfs(3) leave out quotas, and for root what a file system keeps for itself.
+// writes there, vexamgr or a reader, is killed by SIGBUS. Only a trial shows what is left: the
+// numbers of statvfs(3) leave out quotas, and for root what a file system keeps for itself.
 bool LacksRoom(const std::string& database) {
-  const off_t kLeastRoom = 65536;
-  const std::string trial = WorkNameOf(database);
-  const int descriptor = open(trial.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  std::string trial = database + "-room-XXXXXX";
+  const int descriptor = mkostemp(trial.data(), O_CLOEXEC);
   if (descriptor < 0) {
     return false;  // the next step fails for the same reason and says so
   }
-  const int error = posix_fallocate(descriptor, 0, kLeastRoom);
-  close(descriptor);
   unlink(trial.c_str());
-  const bool lacks = error == ENOSPC || error == EDQUOT;
+  const std::string zeros(65536, '\0');
+  const ssize_t written = write(descriptor, zeros.data(), zeros.size());
+  close(descriptor);
+  const bool lacks = written != static_cast<ssize_t>(zeros.size());
   if (lacks) {
     PrintReason(database, "less than 64 kB of room is left beside it");
   }
@@ -71,7 +68,7 @@ bool LacksRoom(const std::string& database) {
 
 ExitStatus LeaveMark(const std::string& database) {
   const std::string mark = IncompleteMark(database).path;
-  int error = SyncFile(mark);
+  int error = SyncFile(mark, O_RDONLY | O_CREAT);
   if (error == 0) {
     error = SyncFolder(FolderOf(mark));
   }
@@ -79,8 +76,7 @@ ExitStatus LeaveMark(const std::string& database) {
 }
 
 // Removes what is left of an earlier preparation and of a database that was removed.
-int RemoveLeftovers(const std::string& database) {
-  const std::string made = WorkNameOf(database);
+int RemoveLeftovers(const std::string& database, const std::string& made) {
   if (const int error = RemoveIfThere(made); error != 0) {
     return error;
   }
@@ -94,7 +90,7 @@ int RemoveLeftovers(const std::string& database) {
 }
 
 int MoveInPlace(const std::string& made, const std::string& database) {
-  if (const int error = SyncFile(made); error != 0) {
+  if (const int error = SyncFile(made, O_RDONLY); error != 0) {
     return error;
   }
   if (rename(made.c_str(), database.c_str()) < 0) {
@@ -105,10 +101,10 @@ int MoveInPlace(const std::string& made, const std::string& database) {
 
 // Makes an empty database under another name and moves it in place.
 ExitStatus MakeDatabase(const std::string& database) {
-  if (const int error = RemoveLeftovers(database); error != 0) {
+  const std::string made = database + "-new";
+  if (const int error = RemoveLeftovers(database, made); error != 0) {
     return Fail(database, strerror(error));
   }
-  const std::string made = WorkNameOf(database);
   std::string why;
   const DatabaseCreation creation = CreateEmptyDatabase(made, &why);
   if (creation == DatabaseCreation::kDone) {

@@ -37,7 +37,7 @@ const char* MeaningOfInsertion(int32_t code) {
 }
 
 const char* MeaningOf(int32_t messageId, int32_t code) {
-  if (code < 0) {
+  if (messageId == COMMAND_DELETE_CLIP && code == -1) {
     return "not a clip description below the watch directory";
   }
   return messageId == COMMAND_INSERT_CLIP ? MeaningOfInsertion(code) : sqlite3_errstr(code);
