@@ -201,9 +201,11 @@ class ServiceTest : public testing::Test {
 
   // Whether a process or a thread sleeps, as it does while it waits for a message or a lock.
   static bool Sleeps(pid_t id) {
-    std::ifstream status("/proc/" + std::to_string(id) + "/stat");
-    std::string number, name, state;
-    status >> number >> name >> state;
+    // Not /proc/ID/stat, which qemu-arm makes up for a process of its own, without a state.
+    const std::string name = std::to_string(id);
+    std::ifstream status("/proc/" + name + "/task/" + name + "/stat");
+    std::string number, program, state;
+    status >> number >> program >> state;
     return state == "S";
   }
 
