@@ -17,7 +17,7 @@ TEST_F(CommandLoopTest, HoldsRequestsToTheirSizes) {
   EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1319), -1);
   EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1320), 0);  // of the recording 0, which is not there
   EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1321), -1);
-  EXPECT_EQ(Query("SELECT Content FROM Recording"), "Recording Contents|");
+  EXPECT_EQ(Query("SELECT DateFrom, DateTo, Content FROM Recording"), "0|0|Recording Contents|");
 }
 
 TEST_F(CommandLoopTest, APathEndsWithItsNulOrItsMessage) {

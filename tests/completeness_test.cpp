@@ -83,6 +83,7 @@ TEST_F(CheckTest, NamesTheDescriptionsWhoseClipHasNoRow) {
   ASSERT_EQ(Populate(), 0);
   WriteClip("w/.hidden/c.xml");
   WriteClip("w/c.XML");
+  std::filesystem::create_directory("w/empty");
   EXPECT_EQ(Run(VEXACTL "check db w"), "0 ");
   for (const std::string column : {"DateFrom", "DateTo", "TriggerType", "Path"}) {
     Query("UPDATE Track SET " + column + " = " + column + " || 1 WHERE Path = 'w/a.xml'");
@@ -138,8 +139,10 @@ TEST_F(CompleteTest, InsertsWhatAFailedPopulationLeftOutAndTriesTheRestOnlyOnce)
   ASSERT_EQ(Run(VEXACTL "prepare db w"), "0 ");
   EXPECT_EQ(Populate(), 13);
   WriteClip(deepFolder + "/clip.xml");
+  std::filesystem::permissions(WriteClip("w/forbidden.xml"), std::filesystem::perms::none);
   Serve();
-  const std::string outcome = Run(VEXACTL "complete --pending db w");
+  const std::string outcome = Run("setpriv --bounding-set -all " VEXACTL "complete --pending db w");
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "vexactl: w/forbidden.xml: Permission denied", outcome);
   EXPECT_PRED_FORMAT2(testing::IsSubstring, "vexactl: w/torn.xml: it is malformed", outcome);
   EXPECT_PRED_FORMAT2(testing::IsSubstring, "its path is too long for a request", outcome);
   EXPECT_EQ(Paths(), "w/a.xml|w/b.xml|");
@@ -173,6 +176,7 @@ TEST_F(CompleteTest, StopsIfAnotherCatalogueIsServed) {
             "3 inserted w/1.xml\n"
             "vexactl: other: vexamgr serves another catalogue: the clip has no row here\n");
   EXPECT_TRUE(exists("other-incomplete"));
+  EXPECT_EQ(Run(VEXACTL "complete none w"), "3 vexactl: none: No such file or directory\n");
 }
 
 TEST_F(CompleteTest, TakesTurnsWithAnother) {

@@ -67,6 +67,20 @@ TEST_F(VexactlTest, TakesTheAnswerToItsOwnRequest) {
   EXPECT_EQ(timer.it_value.tv_sec, 0) << "the timer is off";
 }
 
+TEST_F(VexactlTest, KnowsThatNobodyWillAnswer) {
+  Queue(IPC_CREAT | 0600);
+  Send(77, COMMAND_DELETE_CLIP, "");
+  EXPECT_FALSE(IsAbandoned(Queue())) << "the request waits for the next service";
+  const pid_t service = fork();
+  if (service == 0) {
+    CommandMessage request;
+    msgrcv(Queue(), &request, COMMAND_REQUEST_SIZE, COMMAND_REQUEST_TYPE, 0);
+    _exit(0);
+  }
+  EXPECT_EQ(End(service), 0);
+  EXPECT_TRUE(IsAbandoned(Queue())) << "the service has ended with the request in hand";
+}
+
 TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
   Serve();
   WriteClip("a.xml");
