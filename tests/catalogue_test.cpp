@@ -22,7 +22,7 @@ TEST_F(CatalogueTest, ANewDatabaseGetsItsFixedRowsAndItsClips) {
             "1|100|100|Recording Contents|2|Source ID|Source Name|Source Location|"
             "Source Description|urn:camera0|0|");
   const std::string withoutComments = "sed 's/--.*//' " SCHEMA;
-  const std::string withoutBlanks = " | tr -d '[:space:]'";
+  const std::string withoutBlanks = " | tr -d '[:space:]' | sed 's/;/;\\n/g'";
   EXPECT_EQ(Run("sqlite3 -init /dev/null db .schema" + withoutBlanks),
             Run(withoutComments + withoutBlanks));
 }
@@ -110,6 +110,29 @@ TEST_F(CatalogueTest, ASlashAtTheEndOfTheFolderCostsDeletionsACharacter) {
   EXPECT_EQ(Query("SELECT Path FROM Track"), "w/a.xml|");
 }
 
+static std::string statements;
+
+// An extension, which SQLite loads into each connection: notes every statement.
+static int NoteStatements(sqlite3* connection, char** /*error*/, const void* /*functions*/) {
+  const auto note = [](unsigned, void*, void*, void* sql) {
+    statements += static_cast<const char*>(sql);
+    statements += '\n';
+    return 0;
+  };
+  return sqlite3_trace_v2(connection, SQLITE_TRACE_STMT, note, nullptr);
+}
+
+TEST_F(CatalogueTest, RunsNoPragmaAndNoTransaction) {
+  WriteClip("w/a.xml");
+  sqlite3_auto_extension(reinterpret_cast<void (*)()>(NoteStatements));
+  EXPECT_EQ(Populate(), 0);
+  sqlite3_reset_auto_extension();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "INSERT INTO Track", statements);
+  for (const char* begin : {"PRAGMA", "BEGIN;", "BEGIN\n", "BEGIN IMMEDIATE", "SAVEPOINT"}) {
+    EXPECT_PRED_FORMAT2(testing::IsNotSubstring, begin, statements);
+  }
+}
+
 TEST_F(CatalogueTest, StoresEveryTextAndNumber) {
   ASSERT_EQ(Populate(), 0);
   VexaDAO dao("db");
@@ -121,7 +144,7 @@ TEST_F(CatalogueTest, StoresEveryTextAndNumber) {
   RecordingUpdate quotesToTheEndOfEachField;
   memset(&quotesToTheEndOfEachField, '\'', sizeof(RecordingUpdate));
   quotesToTheEndOfEachField.Id = 1;
-  EXPECT_EQ(dao.UpdateRecording(quotesToTheEndOfEachField), 0);
+  EXPECT_EQ(dao.UpdateRecording(quotesToTheEndOfEachField), 0) << "an update is never cut";
   EXPECT_EQ(Query("SELECT LENGTH(Content), LENGTH(SourceAddress) FROM Recording"), "132|128|");
   std::filesystem::remove("db");
   EXPECT_EQ(dao.InsertTrack(track), 8) << "not the extended code, 1032";

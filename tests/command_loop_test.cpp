@@ -15,7 +15,7 @@ TEST_F(CommandLoopTest, HoldsRequestsToTheirSizes) {
   EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "", 12), -1);
   EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "", 13), 3);  // an empty path, which is not found
   EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1319), -1);
-  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1320), 0);  // of the recording 0, which is not there
+  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1320), 0) << "whatever its DataLength says";
   EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1321), -1);
   EXPECT_EQ(Query("SELECT DateFrom, DateTo, Content FROM Recording"), "0|0|Recording Contents|");
 }
@@ -100,7 +100,7 @@ TEST_F(CommandLoopTest, DeletesTheTracksWhosePathContainsTheName) {
   EXPECT_EQ(Query(recording), "2|9|");
   EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/it's [1].xml"), 0);
   EXPECT_EQ(Query(recording), "2|8|");
-  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w2/c10.xml"), 0);  // the "2" passes for the separator
+  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w2/c10.xml"), 0) << "the 2 passes for the separator";
   EXPECT_EQ(Query(recording), "0|0|");
 }
 

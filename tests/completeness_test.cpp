@@ -62,6 +62,12 @@ TEST_F(PrepareTest, UndoesACreationThatWasCutShort) {
   EXPECT_EQ(Query("SELECT Id FROM Recording"), "1|") << "of a catalogue without clips";
 }
 
+TEST_F(PrepareTest, LeavesTheMarkBeforeItMakesTheDatabase) {
+  Write("db-new/file", "in the way");
+  EXPECT_EQ(Run(VEXACTL "prepare db w"), "255 vexactl: db: Is a directory\n");
+  EXPECT_TRUE(exists("db-incomplete"));
+}
+
 TEST_F(PrepareTest, DropsNobodysRows) {
   Query("CREATE TABLE Schema (x); CREATE TABLE Camera (x); INSERT INTO Camera VALUES (7)");
   Write("db-incomplete", "");
@@ -73,6 +79,14 @@ TEST_F(PrepareTest, FailsWithoutRoomForTheJournalsIndex) {
   EXPECT_EQ(Run("unshare --mount sh -c \"mount -t tmpfs -o size=256k none w && " VEXACTL
                 "prepare w/db && head -c 190k /dev/zero >w/rest && " VEXACTL "prepare w/db\""),
             "255 vexactl: w/db: less than 64 kB of room is left beside it\n");
+}
+
+TEST_F(PrepareTest, NeedsNoRoomForARollbackJournal) {
+  EXPECT_EQ(
+      Run("unshare --mount sh -c \"mount -t tmpfs -o size=256k none w && "
+          "sqlite3 w/db 'CREATE TABLE Schema (x)' && head -c 1M /dev/zero >w/rest 2>rest; " VEXACTL
+          "prepare w/db\""),
+      "0 ");
 }
 
 using CheckTest = ServiceTest;
@@ -177,6 +191,26 @@ TEST_F(CompleteTest, StopsIfAnotherCatalogueIsServed) {
             "vexactl: other: vexamgr serves another catalogue: the clip has no row here\n");
   EXPECT_TRUE(exists("other-incomplete"));
   EXPECT_EQ(Run(VEXACTL "complete none w"), "3 vexactl: none: No such file or directory\n");
+}
+
+TEST_F(CompleteTest, PingsBeforeItLooksAndPassesOverADescriptionThatHasGone) {
+  ASSERT_EQ(Populate(), 0);
+  WriteClip("w/a.xml");
+  Queue(IPC_CREAT | 0600);  // the test is the service
+  const pid_t complete = Execute(VEXACTL "complete db w");
+  for (const int expected : {COMMAND_DELETE_CLIP, COMMAND_DELETE_CLIP, COMMAND_INSERT_CLIP}) {
+    CommandMessage request;
+    WaitUntil("a request comes",
+              [&] { return msgrcv(Queue(), &request, COMMAND_REQUEST_SIZE, 1, IPC_NOWAIT) >= 0; });
+    EXPECT_EQ(request.MessageId, expected) << "two pings, the second in its turn, then the clip";
+    if (expected == COMMAND_INSERT_CLIP) {
+      std::filesystem::remove("w/a.xml");
+    }
+    const CommandReply notFound = {request.SenderType, 1, request.MessageId, 4, 3};
+    msgsnd(Queue(), &notFound, COMMAND_REPLY_SIZE, 0);
+  }
+  EXPECT_EQ(End(complete), 0);
+  EXPECT_EQ(Take("output"), "");
 }
 
 TEST_F(CompleteTest, TakesTurnsWithAnother) {

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include "tests/service_test.h"
 
 using ProgramTest = ServiceTest;
@@ -23,10 +25,13 @@ TEST_F(ProgramTest, TellsWhyItCannotServe) {
 TEST_F(ProgramTest, ServesUntilASignal) {
   for (int signal : {SIGINT, SIGTERM}) {
     SCOPED_TRACE(strsignal(signal));
+    SCOPED_TRACE("a signal before the manager exists has no effect");
+    umask(1);
     const pid_t service =
         Execute("env SIGNAL=15 AT='Creating manager' " VEXAMGR_CAPTURED "--help w ignored");
     WaitUntil("the queue is there", [] { return Queue() >= 0; });
     EXPECT_EQ(QueueStatus().msg_perm.mode, 0666);
+    EXPECT_EQ(Run("grep Umask /proc/" + std::to_string(service) + "/status"), "0 Umask:\t0001\n");
     EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/x.xml"), 0);
     EXPECT_EQ(End(service, signal), 0);
     EXPECT_EQ(Queue(), -1);
@@ -37,8 +42,7 @@ TEST_F(ProgramTest, ServesUntilASignal) {
               "30 [VexaDAO] Creating new database\n"
               "30 [VexaDAO] Created new database\n"
               "30 [VexaManager] Populated new database\n"
-              "30 [main] Exiting normally\n")
-        << "a signal before the manager exists has no effect";
+              "30 [main] Exiting normally\n");
     EXPECT_TRUE(std::filesystem::remove("--help"));
   }
 }
@@ -62,7 +66,7 @@ TEST_P(KillTest, KeepsWhatItHasLoggedAndAnswered) {
   WriteClip("w/a.xml");
   WriteClip("w/b.xml");
   EXPECT_EQ(Run("env SIGNAL=9 AT=Inserted " VEXAMGR_CAPTURED "db w"), "-9 ");
-  EXPECT_EQ(Query("SELECT COUNT(*) FROM Track"), "1|");
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Track"), "1|") << "each clip is committed by itself";
   Send(77, COMMAND_INSERT_CLIP, WriteClip("c.xml"));
   const pid_t service = Execute("env SIGNAL=9 AT=sqlite3_close " VEXAMGR_CAPTURED "db w");
   EXPECT_EQ(Receive("the request that waited").Result, 0);

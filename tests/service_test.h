@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <map>
 #include <optional>
 
 #include "ipc/command_messages.h"
@@ -166,6 +167,7 @@ class ServiceTest : public testing::Test {
       execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
       _exit(127);
     }
+    commands[process] = command;
     return process;
   }
 
@@ -174,7 +176,7 @@ class ServiceTest : public testing::Test {
   // only after the next request.
   static int End(pid_t process, int signal = 0) {
     int status;
-    WaitUntil("a program ends", [&] {
+    WaitUntil("this ends: " + commands[process], [&] {
       kill(process, signal);
       return waitpid(process, &status, WNOHANG) != 0;
     });
@@ -209,6 +211,7 @@ class ServiceTest : public testing::Test {
     return state == "S";
   }
 
+  static inline std::map<pid_t, std::string> commands;  // that Execute has started
   std::optional<VexaManager> manager;
   std::future<int> served;
   std::atomic<pid_t> servingThread;

@@ -37,7 +37,7 @@ TEST_F(VexactlTest, RefusesWrongUse) {
 TEST_F(VexactlTest, TellsWhyItHasNoAnswer) {
   EXPECT_EQ(Run(VEXACTL "ping"), "3 vexactl: there is no command queue: vexamgr is not running\n");
   Queue(IPC_CREAT | 0600);
-  EXPECT_EQ(Run(VEXACTL "--timeout 1 ping"),
+  EXPECT_EQ(Run("env --block-signal=ALRM " VEXACTL "--timeout 1 ping"),
             "3 vexactl: vexamgr: no answer: the time limit has passed\n");
   const pid_t ping = Execute(VEXACTL "ping");
   WaitUntil("it waits for an answer", [=] { return QueueStatus().msg_lspid == ping; });
@@ -79,6 +79,8 @@ TEST_F(VexactlTest, KnowsThatNobodyWillAnswer) {
   }
   EXPECT_EQ(End(service), 0);
   EXPECT_TRUE(IsAbandoned(Queue())) << "the service has ended with the request in hand";
+  Send(77, COMMAND_DELETE_CLIP, "");
+  EXPECT_FALSE(IsAbandoned(Queue())) << "this request waits for the next service";
 }
 
 TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
@@ -89,6 +91,8 @@ TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
       "1 inserted a.xml\n"
       "vexactl: x: refused with 3 (most likely vexamgr can't find the file or may not read it)\n"
       "inserted a.xml\n");
+  EXPECT_EQ(Run("unshare --pid --fork " VEXACTL "ping"), "0 reached vexamgr\n")
+      << "as the process 1 of a container";
   const std::string longest(131, 'x');
   EXPECT_EQ(Run(VEXACTL "update 1" + kUpdate + longest), "0 updated recording 1\n");
   EXPECT_EQ(End(Execute(VEXACTL "update 1" + kUpdate + longest + "x")), 2);
