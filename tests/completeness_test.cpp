@@ -75,18 +75,23 @@ TEST_F(PrepareTest, DropsNobodysRows) {
   EXPECT_EQ(Query("SELECT x FROM Camera"), "7|");
 }
 
+// Runs a command beside a file system of 256 kB in "w". A chroot is no mount point, so unshare must
+// leave the propagation of mounts alone there.
+static std::string OnASmallFileSystem(const std::string& command) {
+  return "unshare --mount --propagation unchanged sh -c \"mount -t tmpfs -o size=256k none w; " +
+         command + "; status=\\$?; umount w; exit \\$status\"";
+}
+
 TEST_F(PrepareTest, FailsWithoutRoomForTheJournalsIndex) {
-  EXPECT_EQ(Run("unshare --mount sh -c \"mount -t tmpfs -o size=256k none w && " VEXACTL
-                "prepare w/db && head -c 190k /dev/zero >w/rest && " VEXACTL "prepare w/db\""),
+  EXPECT_EQ(Run(OnASmallFileSystem(VEXACTL "prepare w/db; head -c 190k /dev/zero >w/rest; " VEXACTL
+                                           "prepare w/db")),
             "255 vexactl: w/db: less than 64 kB of room is left beside it\n");
 }
 
 TEST_F(PrepareTest, NeedsNoRoomForARollbackJournal) {
-  EXPECT_EQ(
-      Run("unshare --mount sh -c \"mount -t tmpfs -o size=256k none w && "
-          "sqlite3 w/db 'CREATE TABLE Schema (x)' && head -c 1M /dev/zero >w/rest 2>rest; " VEXACTL
-          "prepare w/db\""),
-      "0 ");
+  EXPECT_EQ(Run(OnASmallFileSystem("sqlite3 w/db 'CREATE TABLE Schema (x)'; "
+                                   "head -c 1M /dev/zero >w/rest 2>rest; " VEXACTL "prepare w/db")),
+            "0 ");
 }
 
 using CheckTest = ServiceTest;
