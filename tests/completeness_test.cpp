@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tests/service_test.h"
 
 using std::filesystem::exists;
