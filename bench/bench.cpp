@@ -49,7 +49,8 @@ static void EnterFolder(std::string folder, size_t clips) {
 
 static void LeaveFolder() { std::filesystem::remove_all(std::filesystem::current_path()); }
 
-// The times of two kinds of work, done by turns so that what else the machine does meets both.
+// The times of two kinds of work. They take turns, so that other work of the machine slows both
+// alike.
 static std::array<Times, 2> Measure(size_t turns, const std::array<Work, 2>& works) {
   std::array<Times, 2> times;
   for (size_t turn = 0; turn < turns; ++turn) {

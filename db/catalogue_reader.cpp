@@ -35,7 +35,7 @@ bool CatalogueReader::HasTrack(const TrackRecord& track, bool* has, std::string*
   sqlite3_bind_int64(lookup, 3, track.TriggerType);
   sqlite3_bind_text(lookup, 4, track.Path, -1, SQLITE_STATIC);
   // Clips are mostly looked up in the order of their rows. So the search begins after the row that
-  // was found last: from the first row on, it would pass all earlier clips of the same time.
+  // was found last. From the first row, it would have to pass all earlier clips of the same time.
   int error = LookUp(lastRow, has);
   if (error == 0 && !*has) {
     error = LookUp(0, has);

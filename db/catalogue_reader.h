@@ -17,8 +17,8 @@ class CatalogueReader {
   CatalogueReader(const CatalogueReader&) = delete;
   CatalogueReader& operator=(const CatalogueReader&) = delete;
 
-  // Opens the database. Returns false, with the reason in *why, if there is none, or if it holds no
-  // catalogue: one with its table of tracks and the recording that vexamgr keeps.
+  // Opens the database. Returns false, with the reason in *why, if there is no database or no
+  // catalogue in it. A catalogue has the table Track and the recording 1.
   bool Open(const std::string& filename, std::string* why);
 
   // Stores whether a row has the values that VexaDAO::InsertTrack would store for this track.

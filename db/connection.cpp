@@ -8,7 +8,8 @@ Connection::~Connection() { sqlite3_close(connection); }
 
 int Connection::Open(const std::string& filename, int flags) {
   const int kMinute = 60 * 1000;
-  // SQLite takes some names for a database in memory or for a URI, but none that begins so.
+  // SQLite takes some names for a database in memory or for a URI, but no name that begins with /
+  // or with ./.
   const std::string path = filename[0] == '/' ? filename : "./" + filename;
   const int error = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
   sqlite3_extended_result_codes(connection, 1);

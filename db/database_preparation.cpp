@@ -40,53 +40,70 @@ DatabaseCreation OutcomeOf(int error) {
   }
 }
 
-// Stores whether a creation was cut short before the row of Recording, which comes last. The row of
-// Camera comes once all tables are there: without Recording, it is in somebody else's table.
-int LookForUnfinishedTables(Connection* connection, bool* areUnfinished) {
-  std::string tables;
-  if (const int error = connection->Query(
-          "SELECT GROUP_CONCAT(name) FROM sqlite_master WHERE type = 'table'", &tables);
-      error != 0) {
+int HasTable(Connection* connection, const std::string& table, bool* has) {
+  std::string count;
+  const int error = connection->Query(
+      ("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = '" + table + "'")
+          .c_str(),
+      &count);
+  *has = count == "1";
+  return error;
+}
+
+// Stores false for a table that does not exist.
+int HasRows(Connection* connection, const std::string& table, bool* has) {
+  if (const int error = HasTable(connection, table, has); error != 0 || !*has) {
     return error;
   }
-  const auto has = [&tables](const char* name) { return tables.find(name) != std::string::npos; };
+  std::string exists;
+  const int error =
+      connection->Query(("SELECT EXISTS (SELECT 1 FROM " + table + ")").c_str(), &exists);
+  *has = exists == "1";
+  return error;
+}
+
+// Stores whether vexamgr was stopped while it created the tables. It makes all tables first, then
+// the row of Camera, and last the row of Recording. So Recording and Track have no rows yet. A row
+// in Camera without a table Recording is not vexamgr's, and such tables are kept.
+int AreTablesUnfinished(Connection* connection, bool* areUnfinished) {
   *areUnfinished = false;
-  for (const std::string table : {"Recording", "Track", "Camera"}) {
-    const bool mayHaveRows = table == "Camera" && has("Recording");
-    std::string rows = "0";
-    if (has(table.c_str()) && !mayHaveRows) {
-      const std::string sql = "SELECT EXISTS (SELECT 1 FROM " + table + ")";
-      if (const int error = connection->Query(sql.c_str(), &rows); error != 0) {
-        return error;
-      }
-    }
-    if (rows != "0") {
-      return 0;
+  bool hasRows = false;
+  bool hasRecording = false;
+  for (const char* table : {"Recording", "Track"}) {
+    if (const int error = HasRows(connection, table, &hasRows); error != 0 || hasRows) {
+      return error;
     }
   }
-  *areUnfinished = true;
+  if (const int error = HasTable(connection, "Recording", &hasRecording); error != 0) {
+    return error;
+  }
+  if (const int error = HasRows(connection, "Camera", &hasRows); error != 0) {
+    return error;
+  }
+  *areUnfinished = hasRecording || !hasRows;
   return 0;
 }
 
 // Works in one transaction. If a step fails, closing the connection undoes the others.
 int DropUnfinishedTables(Connection* connection, bool* dropped) {
   bool areUnfinished = false;
-  // The lock would end a population in progress, so the first look is without it.
-  for (const char* next : {"BEGIN IMMEDIATE",
-                           "DROP TABLE IF EXISTS Recording; DROP TABLE IF EXISTS Track;"
-                           "DROP TABLE IF EXISTS Camera; DROP TABLE Schema; COMMIT"}) {
-    if (const int error = LookForUnfinishedTables(connection, &areUnfinished); error != 0) {
-      return error;
-    }
-    if (!areUnfinished) {
-      return 0;
-    }
-    if (const int error = connection->Execute(next); error != 0) {
-      return error;
-    }
+  // This look takes no lock, which would end a population in progress.
+  if (const int error = AreTablesUnfinished(connection, &areUnfinished);
+      error != 0 || !areUnfinished) {
+    return error;
   }
-  *dropped = true;
-  return 0;
+  if (const int error = connection->Execute("BEGIN IMMEDIATE"); error != 0) {
+    return error;
+  }
+  if (const int error = AreTablesUnfinished(connection, &areUnfinished);
+      error != 0 || !areUnfinished) {
+    return error;
+  }
+  const int error = connection->Execute(
+      "DROP TABLE IF EXISTS Recording; DROP TABLE IF EXISTS Track;"
+      "DROP TABLE IF EXISTS Camera; DROP TABLE Schema; COMMIT");
+  *dropped = error == 0;
+  return error;
 }
 
 int LookForSchema(const std::string& filename, bool dropUnfinished, Connection* connection,
@@ -99,7 +116,13 @@ int LookForSchema(const std::string& filename, bool dropUnfinished, Connection* 
     return error;
   }
   *isNew = count == "0";
-  return dropUnfinished && !*isNew ? DropUnfinishedTables(connection, isNew) : 0;
+  if (*isNew || !dropUnfinished) {
+    return 0;
+  }
+  bool dropped = false;
+  const int error = DropUnfinishedTables(connection, &dropped);
+  *isNew = dropped;
+  return error;
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ CREATE TABLE Recording (
   Id INTEGER PRIMARY KEY,
   DateFrom DATETIME NOT NULL,         -- the earliest Track.DateFrom, 0 without clips
   DateTo DATETIME NOT NULL,           -- the latest Track.DateTo, 0 without clips
-  Content VARCHAR(80),                -- this and the next five columns: texts that an update sets
+  Content VARCHAR(80),                -- Content and the five Source columns: texts that an update sets
   Status VARCHAR(20) NOT NULL,        -- always '2'; it has no meaning to vexamgr
   SourceId VARCHAR(128),
   SourceName VARCHAR(20),

@@ -37,9 +37,9 @@ int PutRequest(int queueId, CommandMessage* request, size_t size, std::chrono::m
 int TakeReply(int queueId, int32_t messageId, std::chrono::milliseconds limit, int32_t* result);
 
 // Does both, within one time limit. On failure *result is unchanged. After ETIMEDOUT the request
-// may still be carried out, and its reply may come late. If it comes after the drain of the
-// process's next request, and that has the same MessageId, it is mistaken for the answer to that
-// request.
+// may still be carried out, and its reply may come late.The next
+// PutRequest drops replies that have come by then. A reply that comes still later is mistaken for
+// the answer to that next request if the two have the same MessageId.
 int SendRequest(int queueId, CommandMessage* request, size_t size, std::chrono::milliseconds limit,
                 int32_t* result);
 

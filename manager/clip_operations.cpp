@@ -19,8 +19,9 @@ int VexaManager::InsertClip(const std::string& path) {
   return 0;
 }
 
-// Finds the tracks by the name of the description below the watch directory, which the path of
-// their media contains. The point at the end of the name keeps clip4 from finding clip42.
+// The path of a clip's media contains the name that its description has below the watch directory.
+// So a deletion looks for that name in the tracks' paths. The point at its end keeps clip4 from
+// finding clip42.
 int VexaManager::DeleteClip(const std::string& path) {
   if (path.compare(0, watchDirectory.size(), watchDirectory) != 0 || !HasClipFileSuffix(path)) {
     return -1;

@@ -2,8 +2,8 @@
 # Functions for the scripts that work in fresh Debian trees, which only root can make. A script sources
 # packages.sh before, and calls begin_work first.
 
-# Empties the folder for what the script leaves, and makes the folder $scratch, which goes when the script
-# ends. Ends the script with 75 unless root runs it: begin_work PRODUCTS
+# Makes PRODUCTS an empty folder, for the files that the script leaves, and makes the folder $scratch, which is
+# removed when the script ends. Ends the script with 75 unless root runs it: begin_work PRODUCTS
 begin_work() {
   if [ "$(id -u)" -ne 0 ]; then
     echo "Only root can make a fresh Debian tree" >&2
@@ -15,7 +15,8 @@ begin_work() {
   scratch=$(mktemp -d)
   chmod 755 "$scratch"
   trap 'rm -rf --one-file-system "$scratch"' EXIT
-  # A signal waits for the command that runs, which would otherwise go on to write there.
+  # With this trap, bash ends only after the command in progress. Otherwise that command would go on to write to
+  # $scratch.
   trap 'exit 1' HUP INT TERM
 }
 

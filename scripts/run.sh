@@ -18,7 +18,7 @@ if [ $# -eq 1 ] && [[ $1 == -h || $1 == --help ]]; then
 fi
 if [ $# -eq 2 ]; then
   database=$1
-  # vexamgr takes it without the slashes that a shell's completion adds.
+  # A shell's completion ends the name in a slash, which vexamgr can't work with.
   watch=$2
   while [[ $watch == ?*/ ]]; do
     watch=${watch%/}
@@ -54,8 +54,8 @@ if [ $# -eq 0 ]; then
 fi
 vexactl=$programs/vexactl
 "$vexactl" prepare "$database" "$watch"
-# Inserts what a population leaves out that is cut short. This ends with its parent process: with this shell,
-# and so with vexamgr, which takes the shell's place.
+# If the population is cut short, this inserts what it left out. It ends with its parent process, which is this
+# shell and, after the exec below, vexamgr.
 setpriv --pdeathsig TERM "$vexactl" complete --pending "$database" "$watch" &
 exec env LD_LIBRARY_PATH="$programs" LD_PRELOAD=liblog_to_stderr.so \
   "$programs/vexamgr" "$database" "$watch"

@@ -70,7 +70,7 @@ TEST_F(PrepareTest, LeavesTheMarkBeforeItMakesTheDatabase) {
   EXPECT_TRUE(exists("db-incomplete"));
 }
 
-TEST_F(PrepareTest, DropsNobodysRows) {
+TEST_F(PrepareTest, KeepsRowsThatAreNotVexamgrs) {
   Query("CREATE TABLE Schema (x); CREATE TABLE Camera (x); INSERT INTO Camera VALUES (7)");
   Write("db-incomplete", "");
   EXPECT_EQ(Run(VEXACTL "prepare db"), "0 ");
@@ -230,7 +230,7 @@ TEST_F(CompleteTest, AwaitsVexamgrAndThenTheCard) {
   ASSERT_EQ(Run(VEXACTL "prepare db"), "0 ");
   const pid_t pending = Execute(VEXACTL "complete --pending db w");
   WaitUntil("it awaits a queue", [=] { return Sleeps(pending); });
-  EXPECT_EQ(Run(VEXACTL "complete --pending db w"), "0 ") << "of a second one beside it";
+  EXPECT_EQ(Run(VEXACTL "complete --pending db w"), "0 ") << "a second completion ends at once";
   Serve();
   WaitUntil("it has its answer", [=] { return QueueStatus().msg_lrpid == pending; });
   EXPECT_EQ(Run(VEXACTL "complete db w"), "0 ") << "without a card";

@@ -23,7 +23,7 @@ TEST_F(VexactlTest, RefusesWrongUse) {
       {"ping --timeout 0", "--timeout must be a whole number from 1 to 86400"},
       {"ping --timeout 1 --timeout 2", "--timeout is given twice"},
       {"update 1 --content x", "needs --source-id"},
-      {"prepare db w w", "a database and a watch directory must be given"},
+      {"prepare db w w", "prepare takes a database and at most a watch directory"},
       {"check db", "a watch directory must be given"},
   };
   for (const auto& [arguments, reason] : uses) {

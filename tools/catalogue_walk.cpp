@@ -59,8 +59,8 @@ class Walk {
   bool VisitFolder(const std::string& folder);
   bool VisitDescription(const std::string& path);
 
-  // Called when something has gone. Unless the watch directory is still there, as it is not when
-  // its card is taken out, reports kAway and returns false.
+  // Called when a file or a folder has gone. Returns whether the watch directory is still the same
+  // folder. If it is not, because its card was taken out, say, reports kAway.
   bool CheckStillThere();
 
  private:

@@ -182,7 +182,8 @@ bool ReadPing(int count, std::vector<Request>* requests) {
 bool ReadNames(int count, char** names, CommandLine* commandLine) {
   const int least = commandLine->action == CommandLine::Action::kPrepare ? 1 : 2;
   if (count < least || count > 2) {
-    return WrongUse("a database and a watch directory must be given, and nothing else");
+    return WrongUse(least == 1 ? "prepare takes a database and at most a watch directory"
+                               : "a database and a watch directory must be given");
   }
   commandLine->database = names[0];
   commandLine->watchDirectory = count == 2 ? names[1] : "";

@@ -75,8 +75,8 @@ int PutPing(int queueId, Request* ping) {
   return error;
 }
 
-// Waits until vexamgr answers, which it does once its population has ended. Returns 0, or the error
-// by which the queue turned out to be lost.
+// Waits until vexamgr answers, which it does once its population has ended. Returns 0, or the errno
+// of the queue operation that failed.
 int AwaitAnswer(int queueId) {
   // A vexamgr that fails at its start ends within this second, so pings to it do not pile up.
   std::this_thread::sleep_for(seconds(1));
@@ -112,7 +112,8 @@ class Pass {
   Pass(const CompletionOptions& completion, const std::string& path, int queue)
       : options(completion), database(path), queueId(queue) {}
 
-  // Returns 0, or the error by which vexamgr or the watch directory turned out to be away.
+  // Returns 0, or the errno of the queue operation that failed, or, with --pending, ENOENT if the
+  // watch directory is away.
   int Run();
 
   ExitStatus status = kCarriedOut;
@@ -220,7 +221,7 @@ bool Pass::Insert(const Finding& finding) {
 
 // Notes a refusal. The description could be used a moment ago. So a 3 or a 22 means that vexamgr
 // may not read it or that it has changed, and a 1 for a path with a quote means that the statement
-// was too long. Any other number is SQLite's, and the next clip would meet it, too.
+// was too long. Any other number is most likely SQLite's, and the next clip would get it, too.
 bool Pass::IsWorthGoingOn(const TrackRecord& track, int32_t refusal) {
   status = kRefused;
   const bool isTooLong = refusal == SQLITE_ERROR && strchr(track.Path, '\'') != nullptr;
@@ -229,8 +230,7 @@ bool Pass::IsWorthGoingOn(const TrackRecord& track, int32_t refusal) {
 }
 
 // Makes one pass once vexamgr serves, and removes the mark if nothing is left. Returns 0 and stores
-// the exit status, or returns the error by which vexamgr or the watch directory turned out to be
-// away.
+// the exit status, or returns what Pass::Run did.
 int TryToComplete(const CompletionOptions& options, const std::string& database,
                   const IncompleteMark& mark, ExitStatus* status) {
   int queueId;

@@ -155,14 +155,15 @@ ExitStatus Prepare(const std::string& name, const std::string& watchDirectory) {
     return kRefused;
   }
   const std::string database = ResolveDatabase(name);
-  struct stat status = {};
-  if (stat(database.c_str(), &status) < 0 && errno != ENOENT) {
+  struct stat status;
+  const bool exists = stat(database.c_str(), &status) == 0;
+  if (!exists && errno != ENOENT) {
     return Fail(database, strerror(errno));
   }
-  if (status.st_mode != 0 && !S_ISREG(status.st_mode)) {
+  if (exists && !S_ISREG(status.st_mode)) {
     return Refuse(database, "is no file");
   }
-  if (status.st_size > 0) {
+  if (exists && status.st_size > 0) {
     return PrepareExisting(database);
   }
   if (IsLink(name)) {

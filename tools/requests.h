@@ -15,7 +15,7 @@ enum ExitStatus {
   kWrongUse = 2,    // nothing was done
   kNoAnswer = 3,    // no queue, no answer in time
   kCannotTell = 3,  // of check
-  kFailed = 255,    // of prepare; systemd takes it for a failure of the unit, and 1 for none
+  kFailed = 255,    // of prepare; systemd counts 255 as a failure of the unit, but not 1
 };
 
 // One request that vexactl is to send.
