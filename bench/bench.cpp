@@ -41,7 +41,10 @@ static void EnterFolder(std::string folder, size_t clips) {
   for (size_t i = 0; i < clips; ++i) {
     std::filesystem::create_directories("watch/" + std::to_string(i / 100));
     paths.push_back("watch/" + std::to_string(i / 100) + "/clip" + std::to_string(i) + ".xml");
-    std::ofstream(paths[i]) << "<clip><dateFrom>2013-05-21T14:03:27Z</dateFrom>"
+    char time[sizeof "2013-05-21T14:03:27Z"];
+    snprintf(time, sizeof time, "2013-05-21T%02zu:%02zu:%02zuZ", i / 3600 % 24, i / 60 % 60,
+             i % 60);
+    std::ofstream(paths[i]) << "<clip><dateFrom>" << time << "</dateFrom>"
                             << "<dateTo>2013-05-21T16:05:00+0200</dateTo><trigger>MOTION</trigger>"
                             << "<path>/mnt/sd/" << paths[i] << "</path></clip>\n";
   }
