@@ -12,6 +12,9 @@ int Connection::Open(const std::string& filename, int flags) {
   // or with ./.
   const std::string path = filename[0] == '/' ? filename : "./" + filename;
   const int error = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
+  if (connection == nullptr) {
+    return SQLITE_NOMEM;
+  }
   sqlite3_extended_result_codes(connection, 1);
   sqlite3_busy_timeout(connection, kMinute);
   return error == SQLITE_OK ? 0 : sqlite3_extended_errcode(connection);

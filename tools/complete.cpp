@@ -24,7 +24,7 @@ class FolderLock {
  public:
   explicit FolderLock(const std::string& folder)
       : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
-        error(flock(descriptor, LOCK_EX) < 0 ? errno : 0) {}
+        error(descriptor < 0 || flock(descriptor, LOCK_EX) < 0 ? errno : 0) {}
   ~FolderLock() { close(descriptor); }
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;
