@@ -62,9 +62,10 @@ int HasRows(Connection* connection, const std::string& table, bool* has) {
   return error;
 }
 
-// Stores whether vexamgr was stopped while it created the tables. It makes all tables first, then
-// the row of Camera, and last the row of Recording. So Recording and Track have no rows yet. A row
-// in Camera without a table Recording is not vexamgr's, and such tables are kept.
+// Stores whether vexamgr was stopped while it created the tables. vexamgr makes all tables first,
+// then the row of Camera, and last the row of Recording. If it was stopped before that last row,
+// Recording and Track have no rows. If Camera has a row but there is no table Recording, vexamgr
+// did not make these tables, and they are kept.
 int AreTablesUnfinished(Connection* connection, bool* areUnfinished) {
   *areUnfinished = false;
   bool hasRows = false;
@@ -87,7 +88,7 @@ int AreTablesUnfinished(Connection* connection, bool* areUnfinished) {
 // Works in one transaction. If a step fails, closing the connection undoes the others.
 int DropUnfinishedTables(Connection* connection, bool* dropped) {
   bool areUnfinished = false;
-  // This look takes no lock, which would end a population in progress.
+  // Look first without a write lock: a write lock would make a population in progress fail.
   if (const int error = AreTablesUnfinished(connection, &areUnfinished);
       error != 0 || !areUnfinished) {
     return error;

@@ -37,14 +37,15 @@ int PutRequest(int queueId, CommandMessage* request, size_t size, std::chrono::m
 int TakeReply(int queueId, int32_t messageId, std::chrono::milliseconds limit, int32_t* result);
 
 // Does both, within one time limit. On failure *result is unchanged. After ETIMEDOUT the request
-// may still be carried out, and its reply may come late.The next
-// PutRequest drops replies that have come by then. A reply that comes still later is mistaken for
-// the answer to that next request if the two have the same MessageId.
+// may still be carried out, and its reply may come late. The next PutRequest drops replies that
+// have come by then. A reply that comes still later is mistaken for the answer to that next request
+// if the two have the same MessageId.
 int SendRequest(int queueId, CommandMessage* request, size_t size, std::chrono::milliseconds limit,
                 int32_t* result);
 
-// Whether the queue is empty and the process that took the last message from it has ended. Then a
-// request of this process that is not answered yet never will be answered.
+// Whether the queue is empty and the process that took the last message from it has ended. Then an
+// unanswered request of this process is most likely lost: it is not only if the last message was
+// another requester's reply and vexamgr still has the request in hand.
 bool IsAbandoned(int queueId);
 
 #endif

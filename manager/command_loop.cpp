@@ -10,8 +10,8 @@
 
 namespace {
 
-// The path in a request of `size` bytes. A path without a NUL ends where the request ends:the bytes
-// after it belong to an earlier request.
+// The path in a request of `size` bytes. A path without a NUL ends where the request ends: the
+// bytes after it belong to an earlier request.
 std::string PathOf(const CommandMessage& request, size_t size) {
   return std::string(request.Data, strnlen(request.Data, size - COMMAND_HEADER_SIZE));
 }

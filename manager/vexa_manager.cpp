@@ -29,7 +29,7 @@ int VexaManager::PopulateNewDatabase() {
   const RecordingSource source = {"Source ID", "Source Name", "Source Location",
                                   "Source Description", "urn:camera0"};
   const uint32_t status = 2;  // has no meaning to the service
-  // Before the first track: the triggers widen the dates of this row.
+  // This row must be there before the first track, since the triggers set its dates.
   if (const int error = dao.InsertRecording(0, 0, "Recording Contents", status, source, 0);
       error != 0) {
     syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Failed to populate RECORDING table\n");

@@ -27,7 +27,7 @@ class VexaManager {
   VexaManager(const VexaManager&) = delete;
   VexaManager& operator=(const VexaManager&) = delete;
 
-  // Populates the database if it is empty, then serves requests until Stop is called or an error
+  // Populates the database if it is new, then serves requests until Stop is called or an error
   // ends the service.
   int Start();
 
