@@ -45,7 +45,7 @@ static void EnterFolder(std::string folder, size_t clips) {
     snprintf(time, sizeof time, "2013-05-21T%02zu:%02zu:%02zuZ", i / 3600 % 24, i / 60 % 60,
              i % 60);
     std::ofstream(paths[i]) << "<clip><dateFrom>" << time << "</dateFrom>"
-                            << "<dateTo>2013-05-21T16:05:00+0200</dateTo><trigger>MOTION</trigger>"
+                            << "<dateTo>" << time << "</dateTo><trigger>MOTION</trigger>"
                             << "<path>/mnt/sd/" << paths[i] << "</path></clip>\n";
   }
 }

@@ -6,8 +6,8 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-// A connection to a database beside the service's own, for vexactl. Its statements wait up to a
-// minute for another process's lock.
+// vexactl's own connection to a database, apart from that of the service. Its statements wait up to
+// a minute for another process's lock.
 //
 // Operations return 0 or SQLite's extended result code, which ErrorText then puts into words.
 class Connection {

@@ -44,8 +44,8 @@ int SendRequest(int queueId, CommandMessage* request, size_t size, std::chrono::
                 int32_t* result);
 
 // Whether the queue is empty and the process that took the last message from it has ended. Then an
-// unanswered request of this process is most likely lost: it is not only if the last message was
-// another requester's reply and vexamgr still has the request in hand.
+// unanswered request of this process is most likely lost. The one exception: the last message was
+// another requester's reply, and vexamgr still has the request in hand.
 bool IsAbandoned(int queueId);
 
 #endif

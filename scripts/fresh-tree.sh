@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # Functions for the scripts that work in fresh Debian trees, which only root can make. A script sources
-# packages.sh before, and calls begin_work first.
+# packages.sh before this file, and calls begin_work before any other of these functions.
 
 # Makes PRODUCTS an empty folder, for the files that the script leaves, and makes the folder $scratch, which is
 # removed when the script ends. Ends the script with 75 unless root runs it: begin_work PRODUCTS

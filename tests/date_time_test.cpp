@@ -7,7 +7,7 @@
 TEST(DateTimeTest, ReadsIsoTimesToWholeSeconds) {
   setenv("TZ", "IST-5:30", 1);  // the time zone of the camera must not matter
   const std::tuple<const char*, int, uint32_t> texts[] = {
-      // The text, the result and the seconds, which are 77 before.
+      // The text, the result, and the seconds, which are set to 77 before the call.
       {"2013-05-21T14:03:27", 0, 1369145007},
       {"\n2013-05-21T14:03:27Z\n", 0, 1369145007},
       {"2013-05-21T19:33:27+0530", 0, 1369145007},
