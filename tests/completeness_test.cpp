@@ -226,6 +226,18 @@ TEST_F(CompleteTest, TakesTurnsWithAnother) {
   EXPECT_EQ(Query("SELECT COUNT(*), COUNT(DISTINCT Path) FROM Track"), "300|300|");
 }
 
+TEST_F(CompleteTest, LeavesACatalogueThatAnotherHasCompleted) {
+  WriteClip("w/a.xml");
+  ASSERT_EQ(Run(VEXACTL "prepare db w"), "0 ");
+  const pid_t pending = Execute(VEXACTL "complete --pending db w");
+  WaitUntil("it awaits a queue", [=] { return Sleeps(pending); });
+  Serve();
+  Query("DELETE FROM Track");
+  std::filesystem::remove("db-incomplete");
+  EXPECT_EQ(End(pending), 0);
+  EXPECT_EQ(Paths(), "") << "what was deleted since stays deleted";
+}
+
 TEST_F(CompleteTest, AwaitsVexamgrAndThenTheCard) {
   ASSERT_EQ(Run(VEXACTL "prepare db"), "0 ");
   const pid_t pending = Execute(VEXACTL "complete --pending db w");

@@ -91,6 +91,9 @@ TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
       "1 inserted a.xml\n"
       "vexactl: x: refused with 3 (most likely vexamgr can't find the file or may not read it)\n"
       "inserted a.xml\n");
+  WriteClip(std::string(120, '\'') + ".xml");
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "refused with 1 (SQL logic error)",
+                      Run(VEXACTL "insert \"" + std::string(120, '\'') + ".xml\""));
   EXPECT_EQ(Run("unshare --pid --fork " VEXACTL "ping"), "0 reached vexamgr\n")
       << "as the process 1 of a container";
   const std::string longest(131, 'x');
