@@ -7,17 +7,12 @@
 CatalogueReader::~CatalogueReader() { sqlite3_finalize(lookup); }
 
 bool CatalogueReader::Open(const std::string& filename, std::string* why) {
-  std::string recording;
-  int error = connection.Open(filename, SQLITE_OPEN_READONLY);
-  if (error == 0) {
-    error = connection.Query("SELECT Id FROM Recording WHERE Id = 1", &recording);
-  }
-  if (error == 0) {
-    error = connection.Prepare(
-        "SELECT rowid FROM Track "
-        "WHERE DateFrom = ? AND DateTo = ? AND TriggerType = ? AND Path = ? AND rowid > ? LIMIT 1",
-        &lookup);
-  }
+  connection.Open(filename, SQLITE_OPEN_READONLY);
+  const std::string recording = connection.Query("SELECT Id FROM Recording WHERE Id = 1");
+  lookup = connection.Prepare(
+      "SELECT rowid FROM Track "
+      "WHERE DateFrom = ? AND DateTo = ? AND TriggerType = ? AND Path = ? AND rowid > ? LIMIT 1");
+  const int error = connection.Error();
   if (error == SQLITE_ERROR || (error == 0 && recording.empty())) {  // "no such table"
     *why = "this is no catalogue yet: start vexamgr anew, after vexactl prepare";
     return false;

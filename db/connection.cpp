@@ -6,41 +6,48 @@
 
 Connection::~Connection() { sqlite3_close(connection); }
 
-int Connection::Open(const std::string& filename, int flags) {
+void Connection::Open(const std::string& filename, int flags) {
   const int kMinute = 60 * 1000;
   // SQLite takes some names for a database in memory or for a URI, but no name that begins with /
   // or with ./.
   const std::string path = filename[0] == '/' ? filename : "./" + filename;
-  const int error = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
-  if (connection == nullptr) {
-    return SQLITE_NOMEM;
+  error = sqlite3_open_v2(path.c_str(), &connection, flags, nullptr);
+  if (error != 0) {
+    error = sqlite3_extended_errcode(connection);
+    return;
   }
   sqlite3_extended_result_codes(connection, 1);
   sqlite3_busy_timeout(connection, kMinute);
-  return error == SQLITE_OK ? 0 : sqlite3_extended_errcode(connection);
 }
 
-int Connection::Prepare(const char* sql, sqlite3_stmt** statement) {
-  return sqlite3_prepare_v2(connection, sql, -1, statement, nullptr);
-}
-
-int Connection::Execute(const char* sql) {
-  return sqlite3_exec(connection, sql, nullptr, nullptr, nullptr);
-}
-
-int Connection::Query(const char* sql, std::string* value) {
+sqlite3_stmt* Connection::Prepare(const std::string& sql) {
   sqlite3_stmt* statement = nullptr;
-  if (const int error = Prepare(sql, &statement); error != 0) {
-    return error;
+  if (error == 0) {
+    error = sqlite3_prepare_v2(connection, sql.c_str(), -1, &statement, nullptr);
   }
-  value->clear();
+  return statement;
+}
+
+void Connection::Execute(const char* sql) {
+  if (error == 0) {
+    error = sqlite3_exec(connection, sql, nullptr, nullptr, nullptr);
+  }
+}
+
+std::string Connection::Query(const std::string& sql) {
+  sqlite3_stmt* statement = Prepare(sql);
+  if (statement == nullptr) {
+    return "";
+  }
+  std::string value;
   if (sqlite3_step(statement) == SQLITE_ROW) {
     const void* text = sqlite3_column_text(statement, 0);
     if (text != nullptr) {
-      value->assign(static_cast<const char*>(text));
+      value = static_cast<const char*>(text);
     }
   }
-  return sqlite3_finalize(statement);
+  error = sqlite3_finalize(statement);
+  return value;
 }
 
 std::string Connection::ErrorText() const {

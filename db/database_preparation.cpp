@@ -7,29 +7,30 @@
 
 namespace {
 
-int CreateWithWriteAheadLog(const std::string& filename, Connection* connection) {
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-  if (const int error = connection->Open(filename, flags); error != 0) {
-    return error;
-  }
-  return connection->Execute("PRAGMA page_size = 1024; PRAGMA journal_mode = WAL");
+// The two steps of a creation return 0, or SQLite's extended result code with the reason in *why.
+
+int CreateWithWriteAheadLog(const std::string& filename, std::string* why) {
+  Connection connection;
+  connection.Open(filename, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  connection.Execute("PRAGMA page_size = 1024; PRAGMA journal_mode = WAL");
+  *why = connection.ErrorText();
+  return connection.Error();
 }
 
 // Opens the file anew: only then does SQLite find out whether the file system can map the journal's
 // index.
-int TryWriteAheadLog(const std::string& filename, Connection* connection) {
-  std::string mode;
-  if (const int error = connection->Open(filename, SQLITE_OPEN_READWRITE); error != 0) {
-    return error;
-  }
-  if (const int error = connection->Query("PRAGMA journal_mode", &mode); error != 0) {
-    return error;
-  }
-  return mode == "wal" ? 0 : SQLITE_IOERR_SHMMAP;
+int TryWriteAheadLog(const std::string& filename, std::string* why) {
+  Connection connection;
+  connection.Open(filename, SQLITE_OPEN_READWRITE);
+  const std::string mode = connection.Query("PRAGMA journal_mode");
+  *why = connection.ErrorText();
+  return connection.Error() == 0 && mode != "wal" ? SQLITE_IOERR_SHMMAP : connection.Error();
 }
 
 DatabaseCreation OutcomeOf(int error) {
   switch (error) {
+    case SQLITE_OK:
+      return DatabaseCreation::kDone;
     case SQLITE_FULL:
     case SQLITE_IOERR_SHMSIZE:
       return DatabaseCreation::kNoRoom;
@@ -40,111 +41,59 @@ DatabaseCreation OutcomeOf(int error) {
   }
 }
 
-int HasTable(Connection* connection, const std::string& table, bool* has) {
-  std::string count;
-  const int error = connection->Query(
-      ("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = '" + table + "'")
-          .c_str(),
-      &count);
-  *has = count == "1";
-  return error;
+// HasTable and HasRows return false after an error of the connection.
+bool HasTable(Connection* connection, const std::string& table) {
+  return connection->Query("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = '" + table +
+                           "'") == "1";
 }
 
-// Stores false for a table that does not exist.
-int HasRows(Connection* connection, const std::string& table, bool* has) {
-  if (const int error = HasTable(connection, table, has); error != 0 || !*has) {
-    return error;
-  }
-  std::string exists;
-  const int error =
-      connection->Query(("SELECT EXISTS (SELECT 1 FROM " + table + ")").c_str(), &exists);
-  *has = exists == "1";
-  return error;
+bool HasRows(Connection* connection, const std::string& table) {
+  return HasTable(connection, table) && connection->Query("SELECT 1 FROM " + table) == "1";
 }
 
-// Stores whether vexamgr was stopped while it created the tables. vexamgr makes all tables first,
-// then the row of Camera, and last the row of Recording. If it was stopped before that last row,
-// Recording and Track have no rows. If Camera has a row but there is no table Recording, vexamgr
-// did not make these tables, and they are kept.
-int AreTablesUnfinished(Connection* connection, bool* areUnfinished) {
-  *areUnfinished = false;
-  bool hasRows = false;
-  bool hasRecording = false;
-  for (const char* table : {"Recording", "Track"}) {
-    if (const int error = HasRows(connection, table, &hasRows); error != 0 || hasRows) {
-      return error;
-    }
-  }
-  if (const int error = HasTable(connection, "Recording", &hasRecording); error != 0) {
-    return error;
-  }
-  if (const int error = HasRows(connection, "Camera", &hasRows); error != 0) {
-    return error;
-  }
-  *areUnfinished = hasRecording || !hasRows;
-  return 0;
+// Whether vexamgr was stopped while it created the tables. vexamgr makes all tables first, then the
+// row of Camera, and last the row of Recording. If it was stopped before that last row, Recording
+// and Track have no rows. If Camera has a row but there is no table Recording, vexamgr did not make
+// these tables, and they are kept.
+bool AreTablesUnfinished(Connection* connection) {
+  const bool hasClips = HasRows(connection, "Recording") || HasRows(connection, "Track");
+  const bool areVexamgrs = HasTable(connection, "Recording") || !HasRows(connection, "Camera");
+  return !hasClips && areVexamgrs && connection->Error() == 0;
 }
 
-// Works in one transaction. If a step fails, closing the connection undoes the others.
-int DropUnfinishedTables(Connection* connection, bool* dropped) {
-  bool areUnfinished = false;
+// Works in one transaction. If a step fails, closing the connection undoes the others. Returns
+// whether the tables were dropped.
+bool DropUnfinishedTables(Connection* connection) {
   // Look first without a write lock: a write lock would make a population in progress fail.
-  if (const int error = AreTablesUnfinished(connection, &areUnfinished);
-      error != 0 || !areUnfinished) {
-    return error;
+  if (!AreTablesUnfinished(connection)) {
+    return false;
   }
-  if (const int error = connection->Execute("BEGIN IMMEDIATE"); error != 0) {
-    return error;
+  connection->Execute("BEGIN IMMEDIATE");
+  if (!AreTablesUnfinished(connection)) {
+    return false;
   }
-  if (const int error = AreTablesUnfinished(connection, &areUnfinished);
-      error != 0 || !areUnfinished) {
-    return error;
-  }
-  const int error = connection->Execute(
+  connection->Execute(
       "DROP TABLE IF EXISTS Recording; DROP TABLE IF EXISTS Track;"
       "DROP TABLE IF EXISTS Camera; DROP TABLE Schema; COMMIT");
-  *dropped = error == 0;
-  return error;
-}
-
-int LookForSchema(const std::string& filename, bool dropUnfinished, Connection* connection,
-                  bool* isNew) {
-  if (const int error = connection->Open(filename, SQLITE_OPEN_READWRITE); error != 0) {
-    return error;
-  }
-  std::string count;
-  if (const int error = connection->Query(kCountSchemaTables, &count); error != 0) {
-    return error;
-  }
-  *isNew = count == "0";
-  if (*isNew || !dropUnfinished) {
-    return 0;
-  }
-  bool dropped = false;
-  const int error = DropUnfinishedTables(connection, &dropped);
-  *isNew = dropped;
-  return error;
+  return connection->Error() == 0;
 }
 
 }  // namespace
 
 DatabaseCreation CreateEmptyDatabase(const std::string& filename, std::string* why) {
-  for (const auto& step : {CreateWithWriteAheadLog, TryWriteAheadLog}) {
-    Connection connection;
-    if (const int error = step(filename, &connection); error != 0) {
-      *why = connection.ErrorText();
-      return OutcomeOf(error);
-    }
+  int error = CreateWithWriteAheadLog(filename, why);
+  if (error == 0) {
+    error = TryWriteAheadLog(filename, why);
   }
-  return DatabaseCreation::kDone;
+  return OutcomeOf(error);
 }
 
 bool LookIntoDatabase(const std::string& filename, bool dropUnfinished, bool* isNew,
                       std::string* why) {
   Connection connection;
-  if (LookForSchema(filename, dropUnfinished, &connection, isNew) != 0) {
-    *why = connection.ErrorText();
-    return false;
-  }
-  return true;
+  connection.Open(filename, SQLITE_OPEN_READWRITE);
+  *isNew = connection.Query(kCountSchemaTables) == "0" ||
+           (dropUnfinished && DropUnfinishedTables(&connection));
+  *why = connection.ErrorText();
+  return connection.Error() == 0;
 }

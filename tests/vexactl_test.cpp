@@ -34,6 +34,11 @@ TEST_F(VexactlTest, RefusesWrongUse) {
   EXPECT_EQ(Take("log"), "");
 }
 
+TEST_F(VexactlTest, TellsItsUseAndItsVersion) {
+  EXPECT_EQ(Run(VEXACTL "-h").substr(0, 16), "0 Usage: vexactl");
+  EXPECT_EQ(Run(VEXACTL "--version").substr(0, 11), "0 vexactl 1");
+}
+
 TEST_F(VexactlTest, TellsWhyItHasNoAnswer) {
   EXPECT_EQ(Run(VEXACTL "ping"), "3 vexactl: there is no command queue: vexamgr is not running\n");
   Queue(IPC_CREAT | 0600);

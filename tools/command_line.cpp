@@ -41,7 +41,7 @@ const option kOptions[] = {
     {"source-description", required_argument, nullptr, kSourceDescription},
     {"source-address", required_argument, nullptr, kSourceAddress},
     {"max-retention-time", required_argument, nullptr, kMaxRetentionTime},
-    {nullptr, 0, nullptr, 0},
+    {},
 };
 static_assert(std::size(kOptions) == kOptionCount + 1);
 
@@ -128,7 +128,7 @@ bool ReadTexts(const Arguments& arguments, RecordingUpdate* update) {
     if (!CheckLength(Name(text.option), argument, 0, text.size - 1)) {
       return false;
     }
-    memcpy(text.field, argument, strlen(argument) + 1);
+    snprintf(text.field, text.size, "%s", argument);
   }
   return true;
 }

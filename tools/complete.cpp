@@ -263,8 +263,13 @@ ExitStatus Complete(const CompletionOptions& options) {
   }
   const std::string database = ResolveDatabase(options.database);
   const IncompleteMark mark(database);
-  if (options.pending && !mark.Lock()) {
+  const int lockError = options.pending ? mark.Lock() : 0;
+  if (lockError == EBADF || lockError == EWOULDBLOCK) {
     return kCarriedOut;  // there is no mark, or another process sees to it
+  }
+  if (lockError != 0) {
+    PrintReason(mark.path, std::string("can't be locked: ") + strerror(lockError));
+    return kNoAnswer;
   }
   ExitStatus status = kNoAnswer;
   int error;

@@ -57,11 +57,7 @@ IncompleteMark::IncompleteMark(const std::string& database)
   }
 }
 
-IncompleteMark::~IncompleteMark() {
-  if (descriptor >= 0) {
-    close(descriptor);
-  }
-}
+IncompleteMark::~IncompleteMark() { close(descriptor); }
 
 bool IncompleteMark::IsThere() const {
   struct stat opened;
@@ -70,7 +66,7 @@ bool IncompleteMark::IsThere() const {
          opened.st_dev == present.st_dev && opened.st_ino == present.st_ino;
 }
 
-bool IncompleteMark::Lock() const { return flock(descriptor, LOCK_EX | LOCK_NB) == 0; }
+int IncompleteMark::Lock() const { return flock(descriptor, LOCK_EX | LOCK_NB) < 0 ? errno : 0; }
 
 int IncompleteMark::Remove() const {
   if (!IsThere()) {

@@ -36,9 +36,9 @@ class IncompleteMark {
   // Whether there was a mark to open, and it is there still.
   bool IsThere() const;
 
-  // Locks the mark until this object is destroyed. Returns false if another process has locked it,
-  // or if there is none.
-  bool Lock() const;
+  // Locks the mark until this object is destroyed. Returns EWOULDBLOCK if another process has
+  // locked it, and EBADF if there was no mark to open.
+  int Lock() const;
 
   // Removes the mark if it is there still, once all else that was done in its folder is on the
   // disk.

@@ -31,20 +31,6 @@ bool HasWriteAheadLog(const std::string& database) {
   return file.get() == 2;
 }
 
-int RemoveIfThere(const std::string& path) {
-  return unlink(path.c_str()) < 0 && errno != ENOENT ? errno : 0;
-}
-
-// SQLite would apply the journals of one database to another of its name.
-int RemoveJournals(const std::string& database) {
-  for (const char* suffix : {"-journal", "-wal", "-shm"}) {
-    if (const int error = RemoveIfThere(database + suffix); error != 0) {
-      return error;
-    }
-  }
-  return 0;
-}
-
 // Says that less than 64 kB is left for this user beside the database, if that is so.
 // SQLite maps the index of a write-ahead log before it has room for it, and a process that then
 // writes there, vexamgr or a reader, is killed by SIGBUS. Only a trial shows what is left: the
@@ -75,16 +61,14 @@ ExitStatus LeaveMark(const std::string& database) {
   return error == 0 ? kCarriedOut : Fail(mark, strerror(error));
 }
 
-// Removes what is left of an earlier preparation and of a database that was removed.
-int RemoveLeftovers(const std::string& database, const std::string& made) {
-  if (const int error = RemoveIfThere(made); error != 0) {
-    return error;
-  }
-  if (const int error = RemoveJournals(made); error != 0) {
-    return error;
-  }
-  if (const int error = RemoveJournals(database); error != 0) {
-    return error;
+// Removes what is left of an earlier preparation, and the journals of a database that was removed,
+// which SQLite would apply to the new one.
+int RemoveLeftovers(const std::string& database) {
+  for (const char* suffix :
+       {"-new", "-new-journal", "-new-wal", "-new-shm", "-journal", "-wal", "-shm"}) {
+    if (unlink((database + suffix).c_str()) < 0 && errno != ENOENT) {
+      return errno;
+    }
   }
   return SyncFolder(FolderOf(database));
 }
@@ -101,18 +85,17 @@ int MoveInPlace(const std::string& made, const std::string& database) {
 
 // Makes an empty database under another name and moves it in place.
 ExitStatus MakeDatabase(const std::string& database) {
-  const std::string made = database + "-new";
-  if (const int error = RemoveLeftovers(database, made); error != 0) {
+  if (const int error = RemoveLeftovers(database); error != 0) {
     return Fail(database, strerror(error));
   }
+  const std::string made = database + "-new";
   std::string why;
   const DatabaseCreation creation = CreateEmptyDatabase(made, &why);
   if (creation == DatabaseCreation::kDone) {
     const int error = MoveInPlace(made, database);
     return error == 0 ? kCarriedOut : Fail(database, strerror(error));
   }
-  RemoveIfThere(made);
-  RemoveJournals(made);
+  RemoveLeftovers(database);
   if (creation == DatabaseCreation::kNoSharedMappings) {
     PrintReason(database, "no write-ahead logging on this file system: see CAVEATS in vexamgr(8)");
     return kCarriedOut;  // vexamgr makes a database that works there

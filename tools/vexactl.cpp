@@ -11,38 +11,38 @@
 
 namespace {
 
-const char kHelpText[] =
-    "Usage: vexactl [--timeout SECONDS] insert FILE...\n"
-    "       vexactl [--timeout SECONDS] delete FILE...\n"
-    "       vexactl [--timeout SECONDS] update ID --content TEXT --source-id TEXT\n"
-    "               --source-name TEXT --source-location TEXT --source-description TEXT\n"
-    "               --source-address TEXT --max-retention-time NUMBER\n"
-    "       vexactl [--timeout SECONDS] ping\n"
-    "       vexactl prepare DATABASE [WATCH_DIRECTORY]\n"
-    "       vexactl check DATABASE WATCH_DIRECTORY\n"
-    "       vexactl [--timeout SECONDS] complete [--pending] DATABASE WATCH_DIRECTORY\n"
-    "       vexactl --help | -h | --version\n"
-    "\n"
-    "  insert    asks vexamgr to insert the clips that the clip descriptions FILEs describe\n"
-    "  delete    asks vexamgr to delete these clips\n"
-    "  update    asks vexamgr to replace the descriptive columns of the recording ID\n"
-    "  ping      asks vexamgr whether it answers\n"
-    "  prepare   readies the DATABASE for a start of vexamgr and makes it if need be\n"
-    "  check     prints the clip descriptions below WATCH_DIRECTORY whose clips the\n"
-    "            DATABASE lacks\n"
-    "  complete  waits until vexamgr answers, then has it insert what check would print\n"
-    "\n"
-    "  --timeout SECONDS  the time limit of each request, 1 to 86400 (10 unless given)\n"
-    "  --pending          do nothing unless prepare has marked the DATABASE, and wait as\n"
-    "                     long as vexamgr or the watch directory is away\n"
-    "\n"
-    "vexamgr takes a relative FILE from its own working directory. A FILE, ID or DATABASE that\n"
-    "begins with - goes last, after --. WATCH_DIRECTORY is named as for vexamgr. A request that\n"
-    "is refused with 5, because another process has locked the catalogue, is sent again until\n"
-    "its time limit has passed.\n"
-    "\n"
-    "Exit status: 0 everything was done; 1 something was refused, or check found something\n"
-    "missing; 2 wrong use; 3 vexamgr gave no answer, or check can't tell; 255 prepare failed.\n";
+const char kHelpText[] = R"(Usage: vexactl [--timeout SECONDS] insert FILE...
+       vexactl [--timeout SECONDS] delete FILE...
+       vexactl [--timeout SECONDS] update ID --content TEXT --source-id TEXT
+               --source-name TEXT --source-location TEXT --source-description TEXT
+               --source-address TEXT --max-retention-time NUMBER
+       vexactl [--timeout SECONDS] ping
+       vexactl prepare DATABASE [WATCH_DIRECTORY]
+       vexactl check DATABASE WATCH_DIRECTORY
+       vexactl [--timeout SECONDS] complete [--pending] DATABASE WATCH_DIRECTORY
+       vexactl --help | -h | --version
+
+  insert    asks vexamgr to insert the clips that the clip descriptions FILEs describe
+  delete    asks vexamgr to delete these clips
+  update    asks vexamgr to replace the descriptive columns of the recording ID
+  ping      asks vexamgr whether it answers
+  prepare   readies the DATABASE for a start of vexamgr and makes it if need be
+  check     prints the clip descriptions below WATCH_DIRECTORY whose clips the
+            DATABASE lacks
+  complete  waits until vexamgr answers, then has it insert what check would print
+
+  --timeout SECONDS  the time limit of each request, 1 to 86400 (10 unless given)
+  --pending          do nothing unless prepare has marked the DATABASE, and wait as
+                     long as vexamgr or the watch directory is away
+
+vexamgr takes a relative FILE from its own working directory. A FILE, ID or DATABASE that
+begins with - goes last, after --. WATCH_DIRECTORY is named as for vexamgr. A request that
+is refused with 5, because another process has locked the catalogue, is sent again until
+its time limit has passed.
+
+Exit status: 0 everything was done; 1 something was refused, or check found something
+missing; 2 wrong use; 3 vexamgr gave no answer, or check can't tell; 255 prepare failed.
+)";
 
 ExitStatus SendAll(CommandLine* commandLine) {
   int queueId;
