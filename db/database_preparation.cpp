@@ -61,21 +61,18 @@ bool AreTablesUnfinished(Connection* connection) {
   return !hasClips && areVexamgrs && connection->Error() == 0;
 }
 
-// Works in one transaction. If a step fails, closing the connection undoes the others. Returns
-// whether the tables were dropped.
-bool DropUnfinishedTables(Connection* connection) {
+// Works in one transaction. If a step fails, closing the connection undoes the others.
+void DropUnfinishedTables(Connection* connection) {
   // Look first without a write lock: a write lock would make a population in progress fail.
   if (!AreTablesUnfinished(connection)) {
-    return false;
+    return;
   }
   connection->Execute("BEGIN IMMEDIATE");
-  if (!AreTablesUnfinished(connection)) {
-    return false;
+  if (AreTablesUnfinished(connection)) {
+    connection->Execute(
+        "DROP TABLE IF EXISTS Recording; DROP TABLE IF EXISTS Track;"
+        "DROP TABLE IF EXISTS Camera; DROP TABLE Schema; COMMIT");
   }
-  connection->Execute(
-      "DROP TABLE IF EXISTS Recording; DROP TABLE IF EXISTS Track;"
-      "DROP TABLE IF EXISTS Camera; DROP TABLE Schema; COMMIT");
-  return connection->Error() == 0;
 }
 
 }  // namespace
@@ -92,8 +89,10 @@ bool LookIntoDatabase(const std::string& filename, bool dropUnfinished, bool* is
                       std::string* why) {
   Connection connection;
   connection.Open(filename, SQLITE_OPEN_READWRITE);
-  *isNew = connection.Query(kCountSchemaTables) == "0" ||
-           (dropUnfinished && DropUnfinishedTables(&connection));
+  *isNew = connection.Query(kCountSchemaTables) == "0";
+  if (!*isNew && dropUnfinished) {
+    DropUnfinishedTables(&connection);
+  }
   *why = connection.ErrorText();
   return connection.Error() == 0;
 }

@@ -123,8 +123,7 @@ int SendRequest(int queueId, CommandMessage* request, size_t size, milliseconds 
   return TakeReply(queueId, request->MessageId, left, result);
 }
 
-bool IsAbandoned(int queueId) {
+bool IsQueueEmpty(int queueId) {
   msqid_ds status;
-  return msgctl(queueId, IPC_STAT, &status) == 0 && status.msg_qnum == 0 &&
-         kill(status.msg_lrpid, 0) < 0 && errno == ESRCH;
+  return msgctl(queueId, IPC_STAT, &status) == 0 && status.msg_qnum == 0;
 }

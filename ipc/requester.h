@@ -43,9 +43,7 @@ int TakeReply(int queueId, int32_t messageId, std::chrono::milliseconds limit, i
 int SendRequest(int queueId, CommandMessage* request, size_t size, std::chrono::milliseconds limit,
                 int32_t* result);
 
-// Whether the queue is empty and the process that took the last message from it has ended. Then an
-// unanswered request of this process is most likely lost. The one exception: the last message was
-// another requester's reply, and vexamgr still has the request in hand.
-bool IsAbandoned(int queueId);
+// Whether there is no message in the queue.
+bool IsQueueEmpty(int queueId);
 
 #endif

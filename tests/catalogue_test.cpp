@@ -68,16 +68,6 @@ TEST_F(CatalogueTest, ALockedDatabaseIsNeitherAwaitedNorPopulated) {
             "27 [VexaDAO] sqlite3 error (5) database is locked\n");
 }
 
-TEST_F(CatalogueTest, AReaderOfAPreparedDatabaseHoldsNothingUp) {
-  ASSERT_EQ(Run(VEXACTL "prepare db w"), "0 ");
-  sqlite3* reader = Hold("BEGIN; SELECT * FROM sqlite_master");
-  Serve();
-  EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, WriteClip("w/a.xml")), 0);
-  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/a.xml"), 0);
-  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", COMMAND_UPDATE_SIZE), 0);
-  sqlite3_close(reader);
-}
-
 TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
   // What is there already, and the step that fails for it. vexamgr looks for a table with exactly
   // the name Schema. For SQLite, SCHEMA and a view Schema have taken that name.

@@ -155,13 +155,3 @@ TEST_F(CommandLoopTest, WaitsForRoomToReply) {
   EXPECT_EQ(Receive("the deletion").Result, -1);
   EXPECT_EQ(Ended(), -1);  // a stop ends with the result of the request in hand
 }
-
-TEST_F(CommandLoopTest, AnswersTheRequestInHandOnAStopAndEndsWithItsResult) {
-  mkfifo("fifo.xml", 0600);
-  Send(77, COMMAND_INSERT_CLIP, "fifo.xml");
-  std::ofstream writer("fifo.xml");  // waits until the service has the other end open
-  manager->Stop();
-  writer.close();
-  EXPECT_EQ(Receive("the insertion").Result, 5);
-  EXPECT_EQ(Ended(), 5);
-}

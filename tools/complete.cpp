@@ -88,7 +88,8 @@ int AwaitAnswer(int queueId) {
     if (error != ETIMEDOUT) {
       return error;
     }
-    error = IsAbandoned(queueId) ? PutPing(queueId, &ping) : 0;
+    // The ping is no longer in the queue: a vexamgr that was killed had just received it.
+    error = IsQueueEmpty(queueId) ? PutPing(queueId, &ping) : 0;
   }
   return error;
 }
@@ -125,6 +126,11 @@ class Pass {
   bool Insert(const Finding& finding);
   bool IsWorthGoingOn(const TrackRecord& track, int32_t refusal);
 
+  // Notes that something is left out of the catalogue. If its own fault is to blame, another pass
+  // is no use.
+  void LeaveOut(bool isOwnFault);
+
+  // Ends the pass, since nothing more can be done for the database.
   void GiveUp(const std::string& subject, const std::string& reason);
 
   const CompletionOptions& options;
@@ -162,6 +168,11 @@ int Pass::Run() {
   return error;
 }
 
+void Pass::LeaveOut(bool isOwnFault) {
+  isWhole = isWhole && isOwnFault;
+  status = kRefused;
+}
+
 void Pass::GiveUp(const std::string& subject, const std::string& reason) {
   PrintReason(subject, reason);
   isWhole = false;
@@ -174,16 +185,11 @@ bool Pass::Take(const Finding& finding) {
       return Insert(finding);
     case Finding::Kind::kUnusable:
     case Finding::Kind::kFolder:
-      PrintReason(finding.path, finding.reason);
-      isWhole = isWhole && finding.isOwnFault;
-      status = kRefused;
-      return true;
     case Finding::Kind::kAway:
       PrintReason(finding.path, finding.reason);
-      isWhole = false;
-      status = kRefused;
-      error = options.pending ? ENOENT : 0;
-      return false;
+      LeaveOut(finding.isOwnFault);
+      error = options.pending && finding.kind == Finding::Kind::kAway ? ENOENT : 0;
+      return true;
     case Finding::Kind::kCatalogueLost:
       GiveUp(database, finding.reason);
       return false;
@@ -194,7 +200,7 @@ bool Pass::Take(const Finding& finding) {
 bool Pass::Insert(const Finding& finding) {
   if (finding.path.size() > kMaxPathLength) {
     PrintReason(finding.path, "its path is too long for a request");
-    status = kRefused;
+    LeaveOut(true);
     return true;
   }
   Request insertion = InsertionOf(finding.path);
@@ -223,9 +229,8 @@ bool Pass::Insert(const Finding& finding) {
 // may not read it or that it has changed, and a 1 for a path with a quote means that the statement
 // was too long. Any other number is most likely SQLite's, and the next clip would get it, too.
 bool Pass::IsWorthGoingOn(const TrackRecord& track, int32_t refusal) {
-  status = kRefused;
   const bool isTooLong = refusal == SQLITE_ERROR && strchr(track.Path, '\'') != nullptr;
-  isWhole = isWhole && isTooLong;
+  LeaveOut(isTooLong);
   return isTooLong || refusal == 3 || refusal == EINVAL;
 }
 
