@@ -216,7 +216,7 @@ TEST_F(CompleteTest, StopsIfAnotherCatalogueIsServed) {
   EXPECT_EQ(Run(VEXACTL "complete none w"), "3 vexactl: none: No such file or directory\n");
 }
 
-TEST_F(CompleteTest, PingsBeforeItLooksAndPassesOverADescriptionThatHasGone) {
+TEST_F(CompleteTest, PingsBeforeItLooksAndNoticesThatTheCardIsPulledOut) {
   ASSERT_EQ(Populate(), 0);
   WriteClip("w/a.xml");
   Queue(IPC_CREAT | 0600);  // the test is the service
@@ -227,13 +227,14 @@ TEST_F(CompleteTest, PingsBeforeItLooksAndPassesOverADescriptionThatHasGone) {
               [&] { return msgrcv(Queue(), &request, COMMAND_REQUEST_SIZE, 1, IPC_NOWAIT) >= 0; });
     EXPECT_EQ(request.MessageId, expected) << "two pings, the second in its turn, then the clip";
     if (expected == COMMAND_INSERT_CLIP) {
-      std::filesystem::remove("w/a.xml");
+      std::filesystem::remove_all("w");
     }
     const CommandReply notFound = {request.SenderType, 1, request.MessageId, 4, 3};
     msgsnd(Queue(), &notFound, COMMAND_REPLY_SIZE, 0);
   }
-  EXPECT_EQ(End(complete), 0);
-  EXPECT_EQ(Take("output"), "");
+  EXPECT_EQ(End(complete), 1);
+  EXPECT_EQ(Take("output"), "vexactl: w: it was taken away meanwhile\n")
+      << "and no refusal of the clip, whose description has gone";
 }
 
 TEST_F(CompleteTest, TakesTurnsWithAnother) {
