@@ -219,8 +219,9 @@ TEST_F(CompleteTest, StopsIfAnotherCatalogueIsServed) {
 TEST_F(CompleteTest, PingsBeforeItLooksAndNoticesThatTheCardIsPulledOut) {
   ASSERT_EQ(Populate(), 0);
   WriteClip("w/a.xml");
-  Queue(IPC_CREAT | 0600);  // the test is the service
   const pid_t complete = Execute(VEXACTL "complete db w");
+  WaitUntil("it awaits a queue", [=] { return Sleeps(complete); });
+  Queue(IPC_CREAT | 0600);  // the test is the service
   for (const int expected : {COMMAND_DELETE_CLIP, COMMAND_DELETE_CLIP, COMMAND_INSERT_CLIP}) {
     CommandMessage request;
     WaitUntil("a request comes",
@@ -235,6 +236,16 @@ TEST_F(CompleteTest, PingsBeforeItLooksAndNoticesThatTheCardIsPulledOut) {
   EXPECT_EQ(End(complete), 1);
   EXPECT_EQ(Take("output"), "vexactl: w: it was taken away meanwhile\n")
       << "and no refusal of the clip, whose description has gone";
+}
+
+TEST_F(CompleteTest, KeepsTheMarkWhateverItCannotOpen) {
+  ServeIncomplete(2);
+  for (int limit = 4; limit < 13; ++limit) {
+    const std::string files = std::to_string(limit);
+    const std::string outcome = Run("prlimit --nofile=" + files + " " VEXACTL "complete db w");
+    EXPECT_EQ(exists("db-incomplete"), outcome.substr(0, 2) != "0 ") << files << ": " << outcome;
+  }
+  EXPECT_EQ(Paths(), "w/0.xml|w/1.xml|");
 }
 
 TEST_F(CompleteTest, TakesTurnsWithAnother) {

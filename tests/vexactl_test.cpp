@@ -15,9 +15,9 @@ TEST_F(VexactlTest, RefusesWrongUse) {
   const std::pair<std::string, std::string> uses[] = {
       {"", "no command is given"},
       {"remove x", "unknown command remove"},
-      {"--unknown", "unrecognized option"},
+      {"--unknown ping", "unrecognized option"},
       {"insert", "no file is given"},
-      {"insert ''", "a path must have 1 to 1499 bytes"},
+      {"insert ''", "a path must have 1 to 1499 bytes, not 0"},
       {"insert x --content y", "--content does not go with insert"},
       {"prepare --timeout 1 x", "--timeout does not go with prepare"},
       {"ping --timeout 0", "--timeout must be a whole number from 1 to 86400"},

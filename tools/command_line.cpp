@@ -157,17 +157,9 @@ bool ReadUpdate(const Arguments& arguments, int count, char** ids, std::vector<R
                     &update.MaxRetentionTime);
 }
 
-bool ReadTimeout(const char* argument, std::chrono::seconds* timeout) {
+bool ReadTimeout(const char* argument, int* seconds) {
   const int kDay = 24 * 60 * 60;
-  int seconds = 0;
-  if (argument == nullptr) {
-    return true;
-  }
-  if (!ReadNumber(Name(kTimeout), argument, 1, kDay, &seconds)) {
-    return false;
-  }
-  *timeout = std::chrono::seconds(seconds);
-  return true;
+  return argument == nullptr || ReadNumber(Name(kTimeout), argument, 1, kDay, seconds);
 }
 
 bool ReadPing(int count, std::vector<Request>* requests) {

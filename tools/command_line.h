@@ -1,7 +1,6 @@
 #ifndef VEXAMGR_TOOLS_COMMAND_LINE_H
 #define VEXAMGR_TOOLS_COMMAND_LINE_H
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -22,7 +21,7 @@ struct CommandLine {
   };
 
   Action action = Action::kHelp;
-  std::chrono::seconds timeout{10};
+  int timeout = 10;               // of each request, in seconds
   std::vector<Request> requests;  // of insert, delete, update and ping: at least one, of one kind
   std::string database;           // of prepare, check and complete
   std::string watchDirectory;     // of the same three; empty if prepare was given none

@@ -50,10 +50,11 @@ ExitStatus SendAll(CommandLine* commandLine) {
     fprintf(stderr, "vexactl: %s\n", ErrorText(error));
     return kNoAnswer;
   }
+  const std::chrono::seconds limit(commandLine->timeout);
   ExitStatus status = kCarriedOut;
   for (Request& request : commandLine->requests) {
     int32_t result;
-    const int error = SendUntilUnlocked(queueId, commandLine->timeout, &request, &result);
+    const int error = SendUntilUnlocked(queueId, limit, &request, &result);
     if (error != 0) {
       PrintReason(request.subject, std::string("no answer: ") + ErrorText(error));
       return kNoAnswer;
@@ -88,8 +89,8 @@ int main(int argc, char** argv) {
     case Action::kCheck:
       return Check(commandLine.database, commandLine.watchDirectory);
     case Action::kComplete:
-      return Complete({commandLine.database, commandLine.watchDirectory, commandLine.timeout,
-                       commandLine.pending});
+      return Complete({commandLine.database, commandLine.watchDirectory,
+                       std::chrono::seconds(commandLine.timeout), commandLine.pending});
     default:
       return SendAll(&commandLine);
   }
