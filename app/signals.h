@@ -5,8 +5,8 @@
 
 class VexaManager;
 
-// The manager that SIGINT and SIGTERM stop. While this is null, the two signals have no effect: see
-// doc/compatibility.md.
+// The manager that SIGINT and SIGTERM stop. Once the handler is installed, the two signals have no
+// effect while this is null: see doc/compatibility.md.
 extern std::atomic<VexaManager*> activeManager;
 static_assert(std::atomic<VexaManager*>::is_always_lock_free, "read by a signal handler");
 

@@ -163,11 +163,11 @@ static void MeasureServer(void (*serve)(), const std::array<const char*, 2>& nam
 
 static void Serve() { execl(VEXAMGR, VEXAMGR, "catalogue.db", "watch", nullptr); }
 
-// Leaves the catalogue of a population.
+// Leaves the populated catalogue.db for the measurements that follow.
 static void MeasurePopulation() {
   const auto [bare, service] = Measure(5, {ParseAndExecute, Populate});
-  Print("a clip of a population, us", service[0] / static_cast<double>(paths.size()));
-  Print("a population, as a multiple of its parses and statements alone", service[0] / bare[0]);
+  Print("a population, for each clip, us", service[0] / static_cast<double>(paths.size()));
+  Print("a population, divided by its parses and SQL statements alone", service[0] / bare[0]);
 }
 
 static void CheckCatalogue(size_t /*turn*/) {

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-// The start or end of a clip, as written in its clip description, in seconds since 1970 (UTC),
-// modulo 2^32.
+// Converts the start or end of a clip from the text of its clip description to seconds since 1970
+// (UTC), modulo 2^32.
 //
 // Accepts ISO-8601 to whole seconds, as in "2013-05-21T14:03:27", followed by "Z" or by nothing for
 // UTC, or by an offset from UTC, "+hhmm" or "-hhmm". White space before the date is ignored, and so

@@ -13,7 +13,7 @@ enum class DatabaseCreation {
 };
 
 // Makes an empty database with write-ahead logging, which stays with the file, and pages of 1024
-// bytes. Unless that is done, stores the reason into *why, and part of the file may be there.
+// bytes. If that fails, *why has the reason, and part of the file may be left.
 DatabaseCreation CreateEmptyDatabase(const std::string& filename, std::string* why);
 
 // Stores whether a database that exists is new: it has no table Schema, and vexamgr populates it.

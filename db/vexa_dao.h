@@ -40,8 +40,8 @@ class VexaDAO {
   // too, if the database can't be read: see doc/compatibility.md.
   int IsEmpty();
 
-  // Creates the tables, indices and triggers, the Schema row and the Camera row, in an empty
-  // database. A creation that fails leaves what it has created until then.
+  // Creates the tables, indices and triggers, the Schema row and the Camera row, in a new database.
+  // A creation that fails leaves what it has created until then.
   int CreateNewDatabase(const char* manufacturerName, const char* productName,
                         const char* modelName, const char* serialNumber);
 
@@ -49,8 +49,8 @@ class VexaDAO {
   int InsertCamera(const char* manufacturerName, const char* productName, const char* modelName,
                    const char* serialNumber);
 
-  // Adds a Recording row. SQLite chooses its Id, which is 1 in a new database. The triggers keep
-  // the dates of the row 1.
+  // Adds a Recording row. SQLite chooses its Id, which is 1 in a new database. The triggers
+  // bring the dates of the row 1 up to date.
   int InsertRecording(uint32_t dateFrom, uint32_t dateTo, const std::string& content,
                       uint32_t status, const RecordingSource& source, uint32_t maxRetentionTime);
 

@@ -54,7 +54,7 @@ CREATE INDEX RecordingDateToAscending ON Recording ( DateTo ASC );
 CREATE INDEX TrackDateFromAscending ON Track ( DateFrom ASC );
 CREATE INDEX TrackDateToAscending ON Track ( DateTo ASC );
 
--- These triggers keep the times of the recording.
+-- These triggers bring the times of the recording up to date.
 CREATE TRIGGER ClipInserted AFTER INSERT ON Track
 BEGIN
   UPDATE Recording SET DateFrom = (SELECT IFNULL(MIN(Track.DateFrom), 0) FROM Track) WHERE Id = 1;

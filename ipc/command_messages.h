@@ -34,7 +34,7 @@
 /* The new values of a recording's descriptive columns. Texts are NUL-terminated; a text without a
  * NUL ends with its field. */
 typedef struct RecordingUpdate {
-  int32_t Id;        /* of the recording; the service keeps the recording 1 */
+  int32_t Id;        /* of the recording; the service makes only the recording 1 */
   char Unused4[8];   /* not read */
   char Content[132]; /* up to 131 bytes and a NUL, the texts below up to 127 */
   char SourceId[128];
@@ -48,8 +48,9 @@ typedef struct RecordingUpdate {
 
 /* A request. */
 typedef struct CommandMessage {
-  long mtype;         /* COMMAND_REQUEST_TYPE */
-  int32_t SenderType; /* where the requester awaits the reply: positive, not 1, its own alone */
+  long mtype; /* COMMAND_REQUEST_TYPE */
+  int32_t
+      SenderType; /* where the requester awaits the reply: positive, not 1, no other requester's */
   int32_t MessageId;
   int32_t DataLength; /* not read: the size of the message counts */
   union {

@@ -5,7 +5,8 @@ set -euo pipefail
 programs=$1
 folder=$(mktemp -d)
 service=
-# Repeats the signal: one that comes between two requests is noticed only after the next.
+# Repeats the signal: one that comes just before the service begins to wait is noticed only after the next
+# request.
 stop_service() {
   while kill -TERM "$service" 2>/dev/null; do
     sleep 0.1

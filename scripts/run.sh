@@ -18,7 +18,7 @@ if [ $# -eq 1 ] && [[ $1 == -h || $1 == --help ]]; then
 fi
 if [ $# -eq 2 ]; then
   database=$1
-  # A shell's completion ends the name in a slash, which vexamgr can't work with.
+  # A shell's completion ends the name in a slash, with which vexamgr would misread the paths of deletions.
   watch=$2
   while [[ $watch == ?*/ ]]; do
     watch=${watch%/}

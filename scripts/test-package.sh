@@ -52,4 +52,4 @@ logged piuparts apart piuparts --existing-chroot "$scratch/bookworm" --distribut
 
 echo "Running its tests"
 logged autopkgtest apart autopkgtest "$products"/*.changes -- chroot "$scratch/bookworm"
-echo "The package works, and its removal left nothing behind."
+echo "The package works, and after its purge nothing of it was left but its user."

@@ -22,7 +22,7 @@ test_on() {
     ctest --output-on-failure' sh "$@"
 }
 
-# Its CMake knows no presets.
+# The CMake of bullseye knows no presets.
 test_on bullseye g++ cmake -S . -B build/dev -G Ninja
 test_on trixie clang env CC=clang CXX=clang++ cmake --preset dev -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
 echo "The tests pass on both."

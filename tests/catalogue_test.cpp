@@ -28,7 +28,7 @@ TEST_F(CatalogueTest, ANewDatabaseGetsItsFixedRowsAndItsClips) {
 }
 
 TEST_F(CatalogueTest, AScanStopsAtTheFirstFailureOfItsReverseWalk) {
-  // So many names that no file system lists them in alphabetical order.
+  // So many names, in no order, that a listing in alphabetical order is unlikely.
   for (const char* clip : {"w/d.xml", "w/b.xml", "w/g.xml", "w/a.xml", "w/f.xml", "w/c.xml"}) {
     WriteClip(clip);
   }
@@ -58,11 +58,12 @@ TEST_F(CatalogueTest, AScanTellsWhyItCannotReadAFolder) {
 TEST_F(CatalogueTest, ALockedDatabaseIsNeitherAwaitedNorPopulated) {
   sqlite3* locker = Hold("BEGIN EXCLUSIVE");
   const auto unlocked = std::async([locker, tester = gettid()] {
-    WaitUntil("the test waits for this thread, and not the service for the lock",
+    WaitUntil("the service has failed at the lock without waiting, and the test awaits this thread",
               [=] { return Sleeps(tester); });
     sqlite3_close(locker);
   });
-  EXPECT_EQ(Populate(), 0) << "a failed look is taken for not empty";
+  EXPECT_EQ(Populate(), 0)
+      << "a database whose tables can't be looked up counts as an existing one";
   EXPECT_EQ(Take("log"),
             "27 [VexaDAO] Error checking whether database is empty\n"
             "27 [VexaDAO] sqlite3 error (5) database is locked\n");
@@ -112,7 +113,7 @@ static int NoteStatements(sqlite3* connection, char** /*error*/, const void* /*f
   return sqlite3_trace_v2(connection, SQLITE_TRACE_STMT, note, nullptr);
 }
 
-TEST_F(CatalogueTest, RunsNoPragmaAndNoTransaction) {
+TEST_F(CatalogueTest, RunsNoPragmaAndBeginsNoTransaction) {
   WriteClip("w/a.xml");
   sqlite3_auto_extension(reinterpret_cast<void (*)()>(NoteStatements));
   EXPECT_EQ(Populate(), 0);

@@ -119,7 +119,7 @@ TEST_F(CommandLoopTest, DeletesNothingForAnotherPath) {
 
 TEST_F(CommandLoopTest, EndsOnAnUnknownIdentifier) {
   Send(77, -1, "", 8);
-  EXPECT_EQ(Ended(), -1);  // a stop ends with the result of the request in hand
+  EXPECT_EQ(Ended(), -1);
   EXPECT_EQ(Take("log"), "27 [VexaManager]  Unknown message identifier received\n");
   EXPECT_EQ(QueueStatus().msg_qnum, 0);
 }

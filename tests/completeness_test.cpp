@@ -35,7 +35,7 @@ TEST_F(PrepareTest, RefusesWhatItCannotPrepare) {
   const std::pair<std::string, std::string> refusals[] = {
       {"db w/", "w/: a watch directory must be named without a slash at its end"},
       {"db none", "none: can't be read as a folder: No such file or directory"},
-      {"link w", "link: leads to no database: prepare that by its own name"},
+      {"link w", "link: leads to no database: give the name of the file itself"},
       {"w w", "w: is no file"},
   };
   for (const auto& [arguments, reason] : refusals) {
@@ -68,7 +68,7 @@ TEST_F(PrepareTest, UndoesACreationThatWasCutShort) {
 
 TEST_F(PrepareTest, FailsIfAFolderIsInTheWay) {
   Write("db-new/file", "in the way");
-  EXPECT_EQ(Run(VEXACTL "prepare db w"), "255 vexactl: db: Is a directory\n");
+  EXPECT_EQ(Run(VEXACTL "prepare db w"), "255 vexactl: db-new: Is a directory\n");
   EXPECT_TRUE(std::filesystem::remove("db-incomplete")) << "the mark comes before the database";
   Write("db-incomplete/file", "in the way");
   EXPECT_EQ(Run(VEXACTL "prepare db w"), "255 vexactl: db-incomplete: Is a directory\n");
@@ -82,8 +82,8 @@ TEST_F(PrepareTest, KeepsRowsThatAreNotVexamgrs) {
   EXPECT_EQ(Query("SELECT x FROM Camera"), "7|");
 }
 
-// Runs a command beside a file system of 256 kB in "w". A chroot is no mount point, so unshare must
-// leave the propagation of mounts alone there.
+// Runs a command while a file system of 256 kB is mounted at "w". A chroot is no mount point, so
+// unshare must leave the propagation of mounts alone there.
 static std::string OnASmallFileSystem(const std::string& command) {
   return "unshare --mount --propagation unchanged sh -c \"mount -t tmpfs -o size=256k none w; " +
          command + "; status=\\$?; umount w; exit \\$status\"";
@@ -138,7 +138,7 @@ TEST_F(CheckTest, AwaitsTheEndOfALock) {
   ASSERT_EQ(Populate(), 0);
   sqlite3* locker = Hold("BEGIN EXCLUSIVE");
   const pid_t check = Execute(VEXACTL "check db w");
-  WaitUntil("it awaits the end of the lock", [=] { return Sleeps(check); });
+  WaitUntil("vexactl awaits the end of the lock", [=] { return Sleeps(check); });
   sqlite3_close(locker);
   EXPECT_EQ(End(check), 0);
 }
@@ -220,13 +220,14 @@ TEST_F(CompleteTest, PingsBeforeItLooksAndNoticesThatTheCardIsPulledOut) {
   ASSERT_EQ(Populate(), 0);
   WriteClip("w/a.xml");
   const pid_t complete = Execute(VEXACTL "complete db w");
-  WaitUntil("it awaits a queue", [=] { return Sleeps(complete); });
+  WaitUntil("vexactl awaits a queue", [=] { return Sleeps(complete); });
   Queue(IPC_CREAT | 0600);  // the test is the service
   for (const int expected : {COMMAND_DELETE_CLIP, COMMAND_DELETE_CLIP, COMMAND_INSERT_CLIP}) {
     CommandMessage request;
     WaitUntil("a request comes",
               [&] { return msgrcv(Queue(), &request, COMMAND_REQUEST_SIZE, 1, IPC_NOWAIT) >= 0; });
-    EXPECT_EQ(request.MessageId, expected) << "two pings, the second in its turn, then the clip";
+    EXPECT_EQ(request.MessageId, expected)
+        << "a ping to await the service, a ping under the lock of the folder, then the clip";
     if (expected == COMMAND_INSERT_CLIP) {
       std::filesystem::remove_all("w");
     }
@@ -257,10 +258,10 @@ TEST_F(CompleteTest, TakesTurnsWithAnother) {
 TEST_F(CompleteTest, AwaitsVexamgrAndThenTheCard) {
   ASSERT_EQ(Run(VEXACTL "prepare db"), "0 ");
   const pid_t pending = Execute(VEXACTL "complete --pending db w");
-  WaitUntil("it awaits a queue", [=] { return Sleeps(pending); });
+  WaitUntil("vexactl awaits a queue", [=] { return Sleeps(pending); });
   EXPECT_EQ(Run(VEXACTL "complete --pending db w"), "0 ") << "a second completion ends at once";
   Serve();
-  WaitUntil("it has its answer", [=] { return QueueStatus().msg_lrpid == pending; });
+  WaitUntil("vexactl has taken its answer", [=] { return QueueStatus().msg_lrpid == pending; });
   EXPECT_EQ(Run(VEXACTL "complete db w"), "0 ") << "without a card";
   EXPECT_TRUE(exists("db-incomplete"));
   EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, WriteClip("w/a.xml")), 0) << "the recorder's own request";

@@ -72,7 +72,7 @@ class ServiceTest : public testing::Test {
       servingThread = gettid();
       return manager->Start();
     });
-    WaitUntil("it waits for requests", [this] { return Sleeps(servingThread); });
+    WaitUntil("the service waits for requests", [this] { return Sleeps(servingThread); });
     Take("log");
   }
 
@@ -172,8 +172,8 @@ class ServiceTest : public testing::Test {
   }
 
   // Waits for a program's end and returns its exit status, or minus the signal that ended it. The
-  // signal that is given is repeated: if it came just between two requests, vexamgr would notice it
-  // only after the next request.
+  // signal that is given is repeated: if it came just before vexamgr begins to wait for a request,
+  // vexamgr would notice it only after that request.
   static int End(pid_t process, int signal = 0) {
     int status;
     WaitUntil("this ends: " + commands[process], [&] {
@@ -203,7 +203,7 @@ class ServiceTest : public testing::Test {
 
   // Whether a process or a thread sleeps, as it does while it waits for a message or a lock.
   static bool Sleeps(pid_t id) {
-    // Not /proc/ID/stat, which qemu-arm makes up for a process of its own, without a state.
+    // Not /proc/ID/stat: qemu-arm invents this file for the process that it runs, without a state.
     const std::string name = std::to_string(id);
     std::ifstream status("/proc/" + name + "/task/" + name + "/stat");
     std::string number, program, state;

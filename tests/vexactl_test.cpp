@@ -49,7 +49,7 @@ TEST_F(VexactlTest, TellsWhyItHasNoAnswer) {
   EXPECT_EQ(Run("env --block-signal=ALRM " VEXACTL "--timeout 1 ping"),
             "3 vexactl: vexamgr: no answer: the time limit has passed\n");
   const pid_t ping = Execute(VEXACTL "ping");
-  WaitUntil("it waits for an answer", [=] { return QueueStatus().msg_lspid == ping; });
+  WaitUntil("vexactl waits for an answer", [=] { return QueueStatus().msg_lspid == ping; });
   msgctl(Queue(), IPC_RMID, nullptr);
   EXPECT_EQ(End(ping), 3);
   EXPECT_EQ(Take("output"),
@@ -107,7 +107,7 @@ TEST_F(VexactlTest, OutlastsALockOnTheCatalogue) {
   const pid_t vexactl = Execute(VEXACTL "insert a.xml");
   const std::string refusal = "27 [VexaManager]  Failed to insert database clip (a.xml)\n";
   std::string log;
-  WaitUntil("it is refused twice", [&] {
+  WaitUntil("vexactl is refused twice", [&] {
     log += Take("log");
     return log.find(refusal) != log.rfind(refusal);
   });

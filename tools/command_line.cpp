@@ -139,7 +139,7 @@ bool ReadUpdate(const Arguments& arguments, int count, char** ids, std::vector<R
   }
   for (int option = kContent; option < kOptionCount; ++option) {
     if (arguments[option] == nullptr) {
-      return WrongUse("update replaces all columns and needs " + Name(option));
+      return WrongUse("update replaces all descriptive columns and needs " + Name(option));
     }
   }
   Request& request = requests->emplace_back();

@@ -88,7 +88,7 @@ int AwaitAnswer(int queueId) {
     if (error != ETIMEDOUT) {
       return error;
     }
-    // The ping is no longer in the queue: a vexamgr that was killed had just received it.
+    // If the queue is empty, vexamgr took the ping and was killed before it answered.
     error = IsQueueEmpty(queueId) ? PutPing(queueId, &ping) : 0;
   }
   return error;
@@ -107,7 +107,7 @@ int AwaitService(bool endless, int* queueId) {
   return error;
 }
 
-// One look for every clip, and the insertion of those that have no row.
+// One walk over all clip descriptions, which has the clips inserted that have no row.
 class Pass {
  public:
   Pass(const CompletionOptions& completion, const std::string& path, int queue)
@@ -126,11 +126,11 @@ class Pass {
   bool Insert(const Finding& finding);
   bool IsWorthGoingOn(const TrackRecord& track, int32_t refusal);
 
-  // Notes that something is left out of the catalogue. If its own fault is to blame, another pass
-  // is no use.
+  // Notes that something is left out of the catalogue. If that is its own fault, another pass is
+  // no use.
   void LeaveOut(bool isOwnFault);
 
-  // Ends the pass, since nothing more can be done for the database.
+  // Says why the pass must end, and notes that something may be left out.
   void GiveUp(const std::string& subject, const std::string& reason);
 
   const CompletionOptions& options;
@@ -235,7 +235,7 @@ bool Pass::IsWorthGoingOn(const TrackRecord& track, int32_t refusal) {
 }
 
 // Makes one pass once vexamgr serves, and removes the mark if nothing is left. Returns 0 and stores
-// the exit status, or returns what Pass::Run did.
+// the exit status, or returns the error of AwaitService or of Pass::Run.
 int TryToComplete(const CompletionOptions& options, const std::string& database,
                   const IncompleteMark& mark, ExitStatus* status) {
   int queueId;

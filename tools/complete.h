@@ -10,7 +10,7 @@ struct CompletionOptions {
   std::string database;  // by its name, which may be that of a link
   std::string watchDirectory;
   std::chrono::milliseconds limit;  // of each request
-  bool pending;                     // do nothing without the mark; start anew if vexamgr ends
+  bool pending;                     // do nothing without the mark; begin again if vexamgr ends
 };
 
 // Waits until vexamgr serves, then has it insert every clip that is described below the watch

@@ -19,8 +19,8 @@ std::string FolderOf(const std::string& path);
 int SyncFile(const std::string& path, int flags);
 int SyncFolder(const std::string& folder);
 
-// Whether a watch directory ends in a slash, which vexamgr can't work with. Says so on standard
-// error.
+// Whether a watch directory ends in a slash, with which vexamgr would misread the paths of
+// deletions. Says so on standard error.
 bool EndsInSlash(const std::string& watchDirectory);
 
 // The file DATABASE-incomplete, which prepare leaves beside a database. While the file is there,

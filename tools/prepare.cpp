@@ -34,12 +34,12 @@ bool HasWriteAheadLog(const std::string& database) {
 // Says that less than 64 kB is left for this user beside the database, if that is so.
 // SQLite maps the index of a write-ahead log before it has room for it, and a process that then
 // writes there, vexamgr or a reader, is killed by SIGBUS. Only a trial shows what is left: the
-// numbers of statvfs(3) leave out quotas, and for root what a file system keeps for itself.
+// numbers of statvfs(3) ignore quotas and, for root, count blocks that vexamgr may not use.
 bool LacksRoom(const std::string& database) {
   std::string trial = database + "-room-XXXXXX";
   const int descriptor = mkostemp(trial.data(), O_CLOEXEC);
   if (descriptor < 0) {
-    return false;  // the next step fails for the same reason and says so
+    return false;  // the step that has to make a file fails and says why
   }
   unlink(trial.c_str());
   const std::string zeros(65536, '\0');
@@ -63,14 +63,16 @@ ExitStatus LeaveMark(const std::string& database) {
 
 // Removes what is left of an earlier preparation, and the journals of a database that was removed,
 // which SQLite would apply to the new one.
-int RemoveLeftovers(const std::string& database) {
+ExitStatus RemoveLeftovers(const std::string& database) {
   for (const char* suffix :
        {"-new", "-new-journal", "-new-wal", "-new-shm", "-journal", "-wal", "-shm"}) {
-    if (unlink((database + suffix).c_str()) < 0 && errno != ENOENT) {
-      return errno;
+    const std::string leftover = database + suffix;
+    if (unlink(leftover.c_str()) < 0 && errno != ENOENT) {
+      return Fail(leftover, strerror(errno));
     }
   }
-  return SyncFolder(FolderOf(database));
+  const int error = SyncFolder(FolderOf(database));
+  return error == 0 ? kCarriedOut : Fail(database, strerror(error));
 }
 
 int MoveInPlace(const std::string& made, const std::string& database) {
@@ -85,8 +87,8 @@ int MoveInPlace(const std::string& made, const std::string& database) {
 
 // Makes an empty database under another name and moves it in place.
 ExitStatus MakeDatabase(const std::string& database) {
-  if (const int error = RemoveLeftovers(database); error != 0) {
-    return Fail(database, strerror(error));
+  if (const ExitStatus status = RemoveLeftovers(database); status != kCarriedOut) {
+    return status;
   }
   const std::string made = database + "-new";
   std::string why;
@@ -150,7 +152,7 @@ ExitStatus Prepare(const std::string& name, const std::string& watchDirectory) {
     return PrepareExisting(database);
   }
   if (IsLink(name)) {
-    return Refuse(name, "leads to no database: prepare that by its own name");
+    return Refuse(name, "leads to no database: give the name of the file itself");
   }
   return PrepareNew(database, watchDirectory);
 }

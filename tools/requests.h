@@ -11,7 +11,7 @@
 enum ExitStatus {
   kCarriedOut = 0,
   kRefused = 1,
-  kMissing = 1,     // of check: a clip has no row
+  kMissing = 1,     // of check: a clip has no row, or a clip description can't be used
   kWrongUse = 2,    // nothing was done
   kNoAnswer = 3,    // no queue, no answer in time
   kCannotTell = 3,  // of check
@@ -20,8 +20,8 @@ enum ExitStatus {
 
 // One request that vexactl is to send.
 struct Request {
-  std::string subject;     // what it is about, for the output: a path, "recording ID", "vexamgr"
-  const char* outcome;     // what becomes of the subject when it is carried out, for the output
+  std::string subject;     // printed: a path, "recording ID" or "vexamgr"
+  const char* outcome;     // printed before the subject once the request was carried out
   CommandMessage message;  // complete but for mtype and SenderType
   size_t size;             // of the message, without mtype
   int32_t success = 0;     // the result code of a request that was carried out
@@ -31,8 +31,8 @@ struct Request {
 Request InsertionOf(const std::string& path);
 Request DeletionOf(const std::string& path);
 
-// A deletion without a path. The service refuses it with -1, which tells that it answers, and
-// neither changes nor logs anything for it.
+// A deletion without a path. The service refuses it with -1, changes nothing and logs nothing. The
+// refusal shows that the service answers.
 Request Ping();
 
 // Sends a request. If the answer says that another process has locked the catalogue, sends the

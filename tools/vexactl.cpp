@@ -22,26 +22,27 @@ const char kHelpText[] = R"(Usage: vexactl [--timeout SECONDS] insert FILE...
        vexactl [--timeout SECONDS] complete [--pending] DATABASE WATCH_DIRECTORY
        vexactl --help | -h | --version
 
-  insert    asks vexamgr to insert the clips that the clip descriptions FILEs describe
+  insert    asks vexamgr to insert clips; each FILE is the clip description of one
   delete    asks vexamgr to delete these clips
   update    asks vexamgr to replace the descriptive columns of the recording ID
   ping      asks vexamgr whether it answers
   prepare   readies the DATABASE for a start of vexamgr and makes it if need be
   check     prints the clip descriptions below WATCH_DIRECTORY whose clips the
             DATABASE lacks
-  complete  waits until vexamgr answers, then has it insert what check would print
+  complete  waits until vexamgr answers, then asks it to insert the clips that check
+            finds missing
 
   --timeout SECONDS  the time limit of each request, 1 to 86400 (10 unless given)
   --pending          do nothing unless prepare has marked the DATABASE, and wait as
                      long as vexamgr or the watch directory is away
 
-vexamgr takes a relative FILE from its own working directory. A FILE, ID or DATABASE that
-begins with - goes last, after --. WATCH_DIRECTORY is named as for vexamgr. A request that
-is refused with 5, because another process has locked the catalogue, is sent again until
-its time limit has passed.
+vexamgr takes a relative FILE from its own working directory. Before a FILE, ID
+or DATABASE that begins with - there must be a --, and all options before that.
+WATCH_DIRECTORY is named as for vexamgr. A request that is refused with 5, because another
+process has locked the catalogue, is sent again until its time limit has passed.
 
-Exit status: 0 everything was done; 1 something was refused, or check found something
-missing; 2 wrong use; 3 vexamgr gave no answer, or check can't tell; 255 prepare failed.
+Exit status: 0 everything was done; 1 something was refused, or check found a clip
+missing or a clip description that can't be used; 2 wrong use; 3 vexamgr gave no answer, or check can't tell; 255 prepare failed.
 )";
 
 ExitStatus SendAll(CommandLine* commandLine) {
