@@ -112,8 +112,15 @@ TEST_F(CheckTest, NamesTheDescriptionsWhoseClipHasNoRow) {
         "DELETE FROM Track WHERE Path LIKE 'w/a%'; INSERT INTO Track VALUES (100, 100, 2, "
         "'w/a.xml')");
   }
-  Write("w/a.xml", "<clip/>");
-  EXPECT_EQ(Run(VEXACTL "check db w"), "1 vexactl: w/a.xml: it has no element dateFrom\nw/a.xml\n");
+  const std::pair<std::string, std::string> descriptions[] = {
+      {"<clip/>", "it has no element dateFrom"},
+      {"<clip><dateFrom>now</dateFrom></clip>", "the text of its element dateFrom is unusable"},
+      {"<!--clip-->", "it has no root element"},
+  };
+  for (const auto& [content, reason] : descriptions) {
+    Write("w/a.xml", content);
+    EXPECT_EQ(Run(VEXACTL "check db w"), "1 vexactl: w/a.xml: " + reason + "\nw/a.xml\n");
+  }
 }
 
 TEST_F(CheckTest, SaysWhatItCannotTell) {

@@ -16,9 +16,9 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 Request PathRequest(int32_t messageId, const char* outcome, const std::string& path) {
-  Request request = {path, outcome, {}, 0};
-  request.size = MakePathRequest(messageId, path, &request.message);
-  return request;
+  CommandMessage message = {};
+  const size_t size = MakePathRequest(messageId, path, &message);
+  return {path, outcome, message, size};
 }
 
 // What the result code of a refused insertion stands for. From 4 to 18 that is uncertain: the
