@@ -82,16 +82,12 @@ TEST_F(PrepareTest, KeepsRowsThatAreNotVexamgrs) {
   EXPECT_EQ(Query("SELECT x FROM Camera"), "7|");
 }
 
-// Runs a command while a file system of 256 kB is mounted at "w". A chroot is no mount point, so
-// unshare must leave the propagation of mounts alone there.
-static std::string OnASmallFileSystem(const std::string& command) {
-  return "unshare --mount --propagation unchanged sh -c \"mount -t tmpfs -o size=256k none w; " +
-         command + "; status=\\$?; umount w; exit \\$status\"";
-}
-
+// A chroot is no mount point, so unshare must leave the propagation of mounts alone there.
 TEST_F(PrepareTest, FailsWithoutRoomForTheJournalsIndex) {
-  EXPECT_EQ(Run(OnASmallFileSystem(VEXACTL "prepare w/db; head -c 190k /dev/zero >w/rest; " VEXACTL
-                                           "prepare w/db")),
+  EXPECT_EQ(Run("unshare --mount --propagation unchanged sh -c \""
+                "mount -t tmpfs -o size=256k none w; " VEXACTL "prepare w/db; "
+                "head -c 190k /dev/zero >w/rest; " VEXACTL "prepare w/db; "
+                "status=\\$?; umount w; exit \\$status\""),
             "255 vexactl: w/db: less than 64 kB of room is left beside it\n");
 }
 
@@ -112,15 +108,8 @@ TEST_F(CheckTest, NamesTheDescriptionsWhoseClipHasNoRow) {
         "DELETE FROM Track WHERE Path LIKE 'w/a%'; INSERT INTO Track VALUES (100, 100, 2, "
         "'w/a.xml')");
   }
-  const std::pair<std::string, std::string> descriptions[] = {
-      {"<clip/>", "it has no element dateFrom"},
-      {"<clip><dateFrom>now</dateFrom></clip>", "the text of its element dateFrom is unusable"},
-      {"<!--clip-->", "it has no root element"},
-  };
-  for (const auto& [content, reason] : descriptions) {
-    Write("w/a.xml", content);
-    EXPECT_EQ(Run(VEXACTL "check db w"), "1 vexactl: w/a.xml: " + reason + "\nw/a.xml\n");
-  }
+  Write("w/a.xml", "<clip/>");
+  EXPECT_EQ(Run(VEXACTL "check db w"), "1 vexactl: w/a.xml: it has no element dateFrom\nw/a.xml\n");
 }
 
 TEST_F(CheckTest, SaysWhatItCannotTell) {
@@ -152,14 +141,15 @@ TEST_F(CheckTest, AwaitsTheEndOfALock) {
 
 class CompleteTest : public ServiceTest {
  protected:
-  // Serves a prepared catalogue of some clips and then takes out the rows of all but the first.
+  // Serves a prepared catalogue of some clips and then takes out the rows of all but the first. The
+  // quotes in the paths could make a statement too long, but here they do not.
   void ServeIncomplete(int clips) {
     for (int clip = 0; clip < clips; ++clip) {
-      WriteClip("w/" + std::to_string(clip) + ".xml");
+      WriteClip("w/it's " + std::to_string(clip) + ".xml");
     }
     ASSERT_EQ(Run(VEXACTL "prepare db w"), "0 ");
     Serve();
-    Query("DELETE FROM Track WHERE Path <> 'w/0.xml'");
+    Query("DELETE FROM Track WHERE Path NOT LIKE '%s 0.xml'");
   }
 
   static std::string Paths() { return Query("SELECT Path FROM Track ORDER BY Path"); }
@@ -205,7 +195,7 @@ TEST_F(CompleteTest, LeavesWhatALockRefusesForAnotherTime) {
   EXPECT_TRUE(exists("db-incomplete"));
   sqlite3_close(locker);
   EXPECT_EQ(End(Execute(VEXACTL "complete --pending db w")), 0);
-  EXPECT_EQ(Paths(), "w/0.xml|w/1.xml|w/2.xml|");
+  EXPECT_EQ(Paths(), "w/it's 0.xml|w/it's 1.xml|w/it's 2.xml|");
   EXPECT_FALSE(exists("db-incomplete"));
 }
 
@@ -253,7 +243,7 @@ TEST_F(CompleteTest, KeepsTheMarkWhateverItCannotOpen) {
     const std::string outcome = Run("prlimit --nofile=" + files + " " VEXACTL "complete db w");
     EXPECT_EQ(exists("db-incomplete"), outcome.substr(0, 2) != "0 ") << files << ": " << outcome;
   }
-  EXPECT_EQ(Paths(), "w/0.xml|w/1.xml|");
+  EXPECT_EQ(Paths(), "w/it's 0.xml|w/it's 1.xml|");
 }
 
 TEST_F(CompleteTest, TakesTurnsWithAnother) {

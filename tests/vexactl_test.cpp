@@ -45,6 +45,8 @@ TEST_F(VexactlTest, TellsItsUseAndItsVersion) {
 
 TEST_F(VexactlTest, TellsWhyItHasNoAnswer) {
   EXPECT_EQ(Run(VEXACTL "ping"), "3 vexactl: there is no command queue: vexamgr is not running\n");
+  EXPECT_EQ(Run(VEXACTL "complete db w"),
+            "3 vexactl: vexamgr: no answer: there is no command queue: vexamgr is not running\n");
   Queue(IPC_CREAT | 0600);
   EXPECT_EQ(Run("env --block-signal=ALRM " VEXACTL "--timeout 1 ping"),
             "3 vexactl: vexamgr: no answer: the time limit has passed\n");
