@@ -99,21 +99,3 @@ TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
   EXPECT_EQ(Query("SELECT * FROM Recording"),
             "1|100|100|" + longest + "|2|b|it's||e|f|4294967295|");
 }
-
-TEST_F(VexactlTest, OutlastsALockOnTheCatalogue) {
-  Serve();
-  WriteClip("a.xml");
-  sqlite3* locker = Hold("BEGIN EXCLUSIVE");
-  EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/a.xml"), 5);
-  EXPECT_LOGGED("27 [VexaManager]  Failed to delete clip (a.*)\n");
-  const pid_t vexactl = Execute(VEXACTL "insert a.xml");
-  const std::string refusal = "27 [VexaManager]  Failed to insert database clip (a.xml)\n";
-  std::string log;
-  WaitUntil("vexactl is refused twice", [&] {
-    log += Take("log");
-    return log.find(refusal) != log.rfind(refusal);
-  });
-  sqlite3_close(locker);
-  EXPECT_EQ(End(vexactl), 0);
-  EXPECT_LOGGED("30 [VexaManager] Inserted clip a.xml\n");
-}
