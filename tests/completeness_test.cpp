@@ -259,11 +259,12 @@ TEST_F(CompleteTest, PingsBeforeItLooksAndPassesOverADescriptionThatHasGone) {
 
 TEST_F(CompleteTest, KeepsTheMarkWhateverItCannotOpen) {
   ServeIncomplete(2);
-  for (int limit = 4; limit < 13; ++limit) {
+  for (int limit = 4; limit < 16; ++limit) {
     const std::string files = std::to_string(limit);
     const std::string outcome = Run("prlimit --nofile=" + files + " " VEXACTL "complete db w");
     EXPECT_EQ(exists("db-incomplete"), outcome.substr(0, 2) != "0 ") << files << ": " << outcome;
   }
+  EXPECT_EQ(End(Execute(VEXACTL "complete db w")), 0);
   EXPECT_EQ(Paths(), "w/it's 0.xml|w/it's 1.xml|");
 }
 
