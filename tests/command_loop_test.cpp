@@ -57,6 +57,7 @@ TEST_F(CommandLoopTest, InsertsWhatADescriptionSays) {
     EXPECT_EQ(Query("SELECT * FROM Track; DELETE FROM Track"),
               "1369145007|1369144980|" + triggerAndPath)
         << content;
+    EXPECT_EQ(Take("log"), "30 [VexaManager] Inserted clip clip.xml\n") << content;
   }
 }
 
@@ -96,7 +97,8 @@ TEST_F(CommandLoopTest, DeletesTheTracksWhosePathContainsTheName) {
       "(1, 2, 1, 'a/c1.mp4'), (2, 8, 1, 'a/c10.mp4'), (2, 8, 1, 'A/C1./c10.mp4')");
   EXPECT_EQ(Query(recording), "1|9|");
   EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/a/c1.xml"), 0);
-  EXPECT_EQ(Query("SELECT Path FROM Track"), "it's [1].mp4|a/c10.mp4|A/C1./c10.mp4|");
+  EXPECT_EQ(Query("SELECT Path FROM Track"), "it's [1].mp4|a/c10.mp4|A/C1./c10.mp4|")
+      << "w/a/c1.xml deletes what contains a/c1. in the same letter case";
   EXPECT_EQ(Query(recording), "2|9|");
   EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/it's [1].xml"), 0);
   EXPECT_EQ(Query(recording), "2|8|");
@@ -153,5 +155,5 @@ TEST_F(CommandLoopTest, WaitsForRoomToReply) {
   queue.msg_qbytes = COMMAND_REPLY_SIZE;
   msgctl(Queue(), IPC_SET, &queue);
   EXPECT_EQ(Receive("the deletion").Result, -1);
-  EXPECT_EQ(Ended(), -1);  // a stop ends with the result of the request in hand
+  EXPECT_EQ(Ended(), -1) << "a stop ends with the result of the request in hand";
 }

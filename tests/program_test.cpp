@@ -25,14 +25,14 @@ TEST_F(ProgramTest, TellsWhyItCannotServe) {
 TEST_F(ProgramTest, ServesUntilASignal) {
   for (int signal : {SIGINT, SIGTERM}) {
     SCOPED_TRACE(strsignal(signal));
-    SCOPED_TRACE("a signal before the manager exists has no effect");
+    SCOPED_TRACE("SIGTERM at 'Creating manager', before the manager exists, has no effect");
     umask(1);
     const pid_t service =
         Execute("env SIGNAL=15 AT='Creating manager' " VEXAMGR_CAPTURED "--help w ignored");
     WaitUntil("the queue is there", [] { return Queue() >= 0; });
     EXPECT_EQ(QueueStatus().msg_perm.mode, 0666);
-    EXPECT_EQ(Run("grep Umask /proc/" + std::to_string(service) + "/status"), "0 Umask:\t0001\n");
     EXPECT_EQ(Ask(COMMAND_DELETE_CLIP, "w/x.xml"), 0);
+    EXPECT_EQ(Run("grep Umask /proc/" + std::to_string(service) + "/status"), "0 Umask:\t0001\n");
     EXPECT_EQ(End(service, signal), 0);
     EXPECT_EQ(Queue(), -1);
     EXPECT_EQ(Take("log"),

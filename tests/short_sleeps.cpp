@@ -1,5 +1,5 @@
-// Replaces nanosleep(2), so that each sleep of vexactl takes a tenth of its time. The tests need
-// not wait as long as people and recorders can.
+// Replaces nanosleep(2), so that each sleep of vexactl takes a tenth of its time. The sleeps leave
+// time for recorders and for a vexamgr that starts; the tests need less of it.
 
 #include <unistd.h>
 

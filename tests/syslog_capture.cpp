@@ -1,8 +1,8 @@
 // Replaces syslog(3). Appends each line, after its priority, to the file "log" in the working
 // directory, and changes errno, as the real function may.
 //
-// If the environment has AT and SIGNAL, the process sends itself SIGNAL at the first line whose
-// format contains AT.
+// If the environment has AT and SIGNAL, the process sends itself SIGNAL at each line whose format
+// contains AT. With AT=sqlite3_close, it does so when the service closes its database.
 
 #include <sqlite3.h>
 
@@ -50,7 +50,6 @@ extern "C" void syslog(int priority, const char* format, ...) {
   va_end(arguments);
 }
 
-// Lets a signal come when the service closes its database.
 extern "C" int sqlite3_close(sqlite3* connection) {
   RaiseSignal("sqlite3_close");
   return sqlite3_close_v2(connection);
@@ -58,5 +57,5 @@ extern "C" int sqlite3_close(sqlite3* connection) {
 
 // The service must not call openlog: its lines would get another tag.
 extern "C" void openlog(const char* /*tag*/, int /*options*/, int /*facility*/) {
-  syslog(3, "openlog\n");
+  syslog(3, "openlog was called\n");
 }

@@ -59,8 +59,9 @@ class Walk {
   bool VisitFolder(const std::string& folder);
   bool VisitDescription(const std::string& path);
 
-  // Called when a file or a folder has gone. Returns whether the watch directory is still the same
-  // folder. If it is not, because its card was taken out, say, reports kAway.
+  // Called when a file or a folder has gone, and at the end of the walk. Returns whether the watch
+  // directory is still the same folder. If it is not, because its card was taken out, say, reports
+  // kAway.
   bool CheckStillThere();
 
  private:

@@ -253,10 +253,11 @@ int TryToComplete(const CompletionOptions& options, const std::string& database,
   if (const int error = pass.Run(); error != 0) {
     return error;
   }
-  if (const int error = pass.isWhole ? mark.Remove() : 0; error != 0) {
-    PrintReason(mark.path, strerror(error));
-  }
   *status = pass.status;
+  if (const int error = pass.isWhole ? mark.Remove() : 0; error != 0) {
+    PrintReason(mark.path, std::string("can't be removed: ") + strerror(error));
+    *status = kNoAnswer;
+  }
   return 0;
 }
 
@@ -269,7 +270,7 @@ ExitStatus Complete(const CompletionOptions& options) {
   const std::string database = ResolveDatabase(options.database);
   const IncompleteMark mark(database);
   const int lockError = options.pending ? mark.Lock() : 0;
-  if (lockError == EBADF || lockError == EWOULDBLOCK) {
+  if (lockError == ENOENT || lockError == EWOULDBLOCK) {
     return kCarriedOut;  // there is no mark, or another process sees to it
   }
   if (lockError != 0) {

@@ -51,11 +51,9 @@ bool EndsInSlash(const std::string& watchDirectory) {
 }
 
 IncompleteMark::IncompleteMark(const std::string& database)
-    : path(database + "-incomplete"), descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-  if (descriptor < 0 && errno != ENOENT) {
-    PrintReason(path, strerror(errno));
-  }
-}
+    : path(database + "-incomplete"),
+      descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+      openError(descriptor < 0 ? errno : 0) {}
 
 IncompleteMark::~IncompleteMark() { close(descriptor); }
 
@@ -66,9 +64,17 @@ bool IncompleteMark::IsThere() const {
          opened.st_dev == present.st_dev && opened.st_ino == present.st_ino;
 }
 
-int IncompleteMark::Lock() const { return flock(descriptor, LOCK_EX | LOCK_NB) < 0 ? errno : 0; }
+int IncompleteMark::Lock() const {
+  if (openError != 0) {
+    return openError;
+  }
+  return flock(descriptor, LOCK_EX | LOCK_NB) < 0 ? errno : 0;
+}
 
 int IncompleteMark::Remove() const {
+  if (openError != 0 && openError != ENOENT) {
+    return openError;
+  }
   if (!IsThere()) {
     return 0;
   }

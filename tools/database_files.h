@@ -27,7 +27,7 @@ bool EndsInSlash(const std::string& watchDirectory);
 // the catalogue may lack clips of its population.
 class IncompleteMark {
  public:
-  // Opens the mark if there is one. Says on standard error if that can't be done.
+  // Opens the mark if there is one.
   explicit IncompleteMark(const std::string& database);
   ~IncompleteMark();
   IncompleteMark(const IncompleteMark&) = delete;
@@ -36,8 +36,8 @@ class IncompleteMark {
   // Whether there was a mark to open, and it is there still.
   bool IsThere() const;
 
-  // Locks the mark until this object is destroyed. Returns EWOULDBLOCK if another process has
-  // locked it, and EBADF if there was no mark to open.
+  // Locks the mark until this object is destroyed. Returns ENOENT if there was no mark to open, and
+  // EWOULDBLOCK if another process has locked it.
   int Lock() const;
 
   // Removes the mark if it is there still, once all else that was done in its folder is on the
@@ -48,6 +48,7 @@ class IncompleteMark {
 
  private:
   const int descriptor;
+  const int openError;  // 0, or errno
 };
 
 #endif

@@ -39,7 +39,7 @@ bool LacksRoom(const std::string& database) {
   std::string trial = database + "-room-XXXXXX";
   const int descriptor = mkostemp(trial.data(), O_CLOEXEC);
   if (descriptor < 0) {
-    return false;  // the step that has to make a file fails and says why
+    return false;  // a later step that makes a file fails, too, and says why
   }
   unlink(trial.c_str());
   const std::string zeros(65536, '\0');

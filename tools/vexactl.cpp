@@ -28,7 +28,7 @@ const char kHelpText[] = R"(Usage: vexactl [--timeout SECONDS] insert FILE...
   ping      asks vexamgr whether it answers
   prepare   readies the DATABASE for a start of vexamgr and makes it if need be
   check     prints the clip descriptions below WATCH_DIRECTORY whose clips the
-            DATABASE lacks
+            DATABASE lacks, and those that can't be used
   complete  waits until vexamgr answers, then asks it to insert the clips that check
             finds missing
 
@@ -38,11 +38,13 @@ const char kHelpText[] = R"(Usage: vexactl [--timeout SECONDS] insert FILE...
 
 vexamgr takes a relative FILE from its own working directory. Before a FILE, ID
 or DATABASE that begins with - there must be a --, and all options before that.
-WATCH_DIRECTORY is named as for vexamgr. A request that is refused with 5, because another
-process has locked the catalogue, is sent again until its time limit has passed.
+WATCH_DIRECTORY is named as for vexamgr. A request that is refused with 5,
+because another process has locked the catalogue, is sent again until its time
+limit has passed.
 
-Exit status: 0 everything was done; 1 something was refused, or check found a clip
-missing or a clip description that can't be used; 2 wrong use; 3 vexamgr gave no answer, or check can't tell; 255 prepare failed.
+Exit status: 0 everything was done; 1 something was refused, or check printed
+something; 2 wrong use; 3 vexamgr gave no answer, or check can't tell;
+255 prepare failed.
 )";
 
 ExitStatus SendAll(CommandLine* commandLine) {
