@@ -259,7 +259,7 @@ TEST_F(CompleteTest, PingsBeforeItLooksAndPassesOverADescriptionThatHasGone) {
 
 TEST_F(CompleteTest, KeepsTheMarkWhateverItCannotOpen) {
   ServeIncomplete(2);
-  for (int limit = 4; limit < 16; ++limit) {
+  for (int limit = 4; limit < 12; ++limit) {
     const std::string files = std::to_string(limit);
     const std::string outcome = Run("prlimit --nofile=" + files + " " VEXACTL "complete db w");
     EXPECT_EQ(exists("db-incomplete"), outcome.substr(0, 2) != "0 ") << files << ": " << outcome;
@@ -269,9 +269,9 @@ TEST_F(CompleteTest, KeepsTheMarkWhateverItCannotOpen) {
 }
 
 TEST_F(CompleteTest, TakesTurnsWithAnother) {
-  ServeIncomplete(300);
+  ServeIncomplete(100);
   Run(VEXACTL "complete db w & " VEXACTL "complete db w; wait");
-  EXPECT_EQ(Query("SELECT COUNT(*), COUNT(DISTINCT Path) FROM Track"), "300|300|");
+  EXPECT_EQ(Query("SELECT COUNT(*), COUNT(DISTINCT Path) FROM Track"), "100|100|");
 }
 
 TEST_F(CompleteTest, AwaitsVexamgrAndThenTheCard) {

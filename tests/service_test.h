@@ -5,6 +5,7 @@
 #include <sched.h>
 #include <sqlite3.h>
 #include <sys/msg.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -163,6 +164,7 @@ class ServiceTest : public testing::Test {
   static pid_t Execute(const std::string& command) {
     const pid_t process = fork();
     if (process == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);  // no command outlives a test that fails
       const std::string script = "exec >output 2>&1; exec " + command;
       execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
       _exit(127);
