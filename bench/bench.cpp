@@ -167,7 +167,7 @@ static void Serve() { execl(VEXAMGR, VEXAMGR, "catalogue.db", "watch", nullptr);
 static void MeasurePopulation() {
   const auto [bare, service] = Measure(5, {ParseAndExecute, Populate});
   Print("a population, for each clip, us", service[0] / static_cast<double>(paths.size()));
-  Print("a population, divided by its parses and SQL statements alone", service[0] / bare[0]);
+  Print("a population, as a multiple of its parses and SQL statements alone", service[0] / bare[0]);
 }
 
 static void CheckCatalogue(size_t /*turn*/) {
@@ -190,7 +190,7 @@ static void ParseAndLookUp(size_t /*turn*/) {
 
 static void MeasureCheck() {
   const auto [bare, command] = Measure(5, {ParseAndLookUp, CheckCatalogue});
-  Print("a clip of a check, us", command[0] / static_cast<double>(paths.size()));
+  Print("a check, for each clip, us", command[0] / static_cast<double>(paths.size()));
   Print("a check, as a multiple of its parses and lookups alone", command[0] / bare[0]);
 }
 

@@ -56,9 +56,10 @@ bool HasRows(Connection* connection, const std::string& table) {
 // and Track have no rows. If Camera has a row but there is no table Recording, vexamgr did not make
 // these tables, and they are kept.
 bool AreTablesUnfinished(Connection* connection) {
-  const bool hasClips = HasRows(connection, "Recording") || HasRows(connection, "Track");
+  const bool hasRecordingOrTracks =
+      HasRows(connection, "Recording") || HasRows(connection, "Track");
   const bool areVexamgrs = HasTable(connection, "Recording") || !HasRows(connection, "Camera");
-  return !hasClips && areVexamgrs && connection->Error() == 0;
+  return !hasRecordingOrTracks && areVexamgrs && connection->Error() == 0;
 }
 
 // Works in one transaction. If a step fails, closing the connection undoes the others.

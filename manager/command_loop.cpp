@@ -16,7 +16,7 @@ std::string PathOf(const CommandMessage& request, size_t size) {
   return std::string(request.Data, strnlen(request.Data, size - COMMAND_HEADER_SIZE));
 }
 
-// Makes the request in *message its own reply, with the same MessageId, and sends it.
+// Turns the request in *message into its reply, which keeps the MessageId, and sends the reply.
 void Reply(int queueId, CommandMessage* message, int32_t result) {
   if (message->SenderType == COMMAND_REQUEST_TYPE) {
     return;  // the reply would come back as a request, without end

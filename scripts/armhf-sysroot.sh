@@ -16,7 +16,7 @@ chmod 755 "$work"
 mkdir -p "$work"/{lists/partial,cache/archives/partial,empty,packages}
 touch "$work/status"
 mirror=$(debian_mirror)
-# The main suite alone.
+# Only bookworm itself, without its updates.
 echo "deb $mirror bookworm main" >"$work/sources.list"
 options=(
   -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root

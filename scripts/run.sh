@@ -10,7 +10,7 @@ usage="Usage: run.sh <databaseFilename> <watchDirectory>
 Installs what is missing from Debian's packages and builds vexamgr into build/release. With two names,
 prepares the database and runs vexamgr in the foreground until Ctrl-C. Ctrl-C during a population takes
 effect when the population has ended. Without arguments, shows vexamgr at work on sample clips. The log
-appears on standard error and in the system log. Run this script as yourself, without sudo in front: it
+appears in the terminal and in the system log. Run this script as yourself, without sudo in front: it
 calls sudo for the packages alone."
 if [ $# -eq 1 ] && [[ $1 == -h || $1 == --help ]]; then
   echo "$usage"

@@ -47,6 +47,12 @@ TEST_F(ProgramTest, ServesUntilASignal) {
   }
 }
 
+TEST_F(ProgramTest, HasNoStatementForAPragmaOrATransaction) {
+  EXPECT_EQ(Run("grep --null-data --text --only-matching --extended-regexp "
+                "'PRAGMA.*|^(BEGIN|SAVEPOINT).*' " VEXAMGR),
+            "1 ");
+}
+
 // The tests run without and with write-ahead logging: vexamgr creates the database, or vexactl
 // does.
 class KillTest : public ServiceTest, public testing::WithParamInterface<bool> {

@@ -35,8 +35,8 @@ std::string ReasonOf(const ClipFileFault& fault) {
 }
 
 Finding UnusableFinding(const std::string& path, const ClipFileFault& fault) {
-  const bool isRead = fault.kind != ClipFileFault::Kind::kNotRead;
-  const bool isOwnFault = isRead && (fault.systemError == 0 || IsOwnFault(fault.systemError));
+  const bool isReadError = fault.kind == ClipFileFault::Kind::kNotRead;
+  const bool isOwnFault = !isReadError && (fault.systemError == 0 || IsOwnFault(fault.systemError));
   return {Kind::kUnusable, path, ReasonOf(fault), isOwnFault};
 }
 

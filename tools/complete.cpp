@@ -94,7 +94,8 @@ int AwaitAnswer(int queueId) {
   return error;
 }
 
-// Waits until vexamgr serves, without a limit if `endless`. Returns 0 or the error of the queue.
+// Waits until vexamgr serves, but 10 s at most for its queue unless `endless`. Returns 0 or the
+// error of the queue.
 int AwaitService(bool endless, int* queueId) {
   int error = EIDRM;
   // A population that fails ends vexamgr, and its supervisor starts it anew: hence the second turn.

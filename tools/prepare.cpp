@@ -34,7 +34,7 @@ bool HasWriteAheadLog(const std::string& database) {
 // Says that less than 64 kB is left for this user beside the database, if that is so.
 // SQLite maps the index of a write-ahead log before it has room for it, and a process that then
 // writes there, vexamgr or a reader, is killed by SIGBUS. Only a trial shows what is left: the
-// numbers of statvfs(3) ignore quotas and, for root, count blocks that vexamgr may not use.
+// numbers of statvfs(3) ignore quotas, and count blocks that ext4 keeps for itself.
 bool LacksRoom(const std::string& database) {
   std::string trial = database + "-room-XXXXXX";
   const int descriptor = mkostemp(trial.data(), O_CLOEXEC);

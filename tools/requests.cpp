@@ -21,8 +21,8 @@ Request PathRequest(int32_t messageId, const char* outcome, const std::string& p
   return {path, outcome, message, size};
 }
 
-// What the result code of a refused insertion stands for. From 4 to 18 that is uncertain: the
-// number is tinyxml2's, for a file that vexamgr can't load, or SQLite's.
+// What the result code of a refused insertion stands for. Of the other numbers that is uncertain:
+// they are tinyxml2's, for a file that vexamgr can't load, or SQLite's.
 const char* MeaningOfInsertion(int32_t code) {
   switch (code) {
     case EINVAL:
@@ -32,7 +32,7 @@ const char* MeaningOfInsertion(int32_t code) {
     case SQLITE_BUSY:
       return "the catalogue is locked, or the clip description can't be read";
     default:
-      return code > 3 && code <= 18 ? "the service's log tells why" : sqlite3_errstr(code);
+      return "the service's log tells why";
   }
 }
 
