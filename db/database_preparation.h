@@ -18,8 +18,9 @@ DatabaseCreation CreateEmptyDatabase(const std::string& filename, std::string* w
 
 // Stores whether a database that exists is new: it has no table Schema, and vexamgr populates it.
 //
-// With dropUnfinished, then drops the tables if their creation was cut short before there was any
-// row in Recording or Track. vexamgr would serve such tables for ever.
+// If it is not new, and with dropUnfinished, drops the tables whose creation was cut short before
+// there was any row in Recording or Track. vexamgr would serve such tables for ever. *isNew stays
+// false even then.
 //
 // Returns false, with the reason in *why and the database as it was, if that can't be told or done.
 bool LookIntoDatabase(const std::string& filename, bool dropUnfinished, bool* isNew,

@@ -48,7 +48,7 @@ class VexaManager {
   VexaDAO dao;
   const std::string watchDirectory;
   const int queueId;
-  std::atomic<bool> running{true};  // until Stop is called, even before the loop begins
+  std::atomic<bool> running{true};  // false once Stop was called, which may be before the loop
   static_assert(std::atomic<bool>::is_always_lock_free, "Stop runs in a signal handler");
 };
 

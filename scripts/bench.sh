@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-install_packages "${build_packages[@]}" sqlite3
+install_packages "${build_packages[@]}"
 cmake --preset release >/dev/null
 cmake --build --preset release --target vexamgr_bench
 folder=$(realpath "${1:-build}")

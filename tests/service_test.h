@@ -112,7 +112,8 @@ class ServiceTest : public testing::Test {
         .substr(strlen("0 "));
   }
 
-  // Opens a connection of another program. The locks of these statements last until it is closed.
+  // Opens a second connection, in place of another program. The locks of these statements last
+  // until the connection is closed.
   static sqlite3* Hold(const std::string& sql) {
     sqlite3* connection;
     sqlite3_open("db", &connection);

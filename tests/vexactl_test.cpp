@@ -24,6 +24,7 @@ TEST_F(VexactlTest, RefusesWrongUse) {
       {"ping --timeout 1s", "--timeout must be a whole number from 1 to 86400"},
       {"ping --timeout 1 --timeout 2", "--timeout is given twice"},
       {"update 1 --content x", "needs --source-id"},
+      {"update x" + kUpdate + "x", "the recording ID must be a whole number from -2147483648"},
       {"prepare db w w", "prepare takes a database and at most a watch directory"},
       {"check db", "a watch directory must be given"},
       {"check db ''", "a name is empty"},
@@ -81,9 +82,10 @@ TEST_F(VexactlTest, TakesTheAnswerToItsOwnRequest) {
 TEST_F(VexactlTest, TellsWhatBecameOfEachRequest) {
   Serve();
   WriteClip("a.xml");
+  Write("bad.xml", "<clip/>");
   EXPECT_EQ(
-      Run(VEXACTL "insert a.xml x a.xml"),
-      "1 inserted a.xml\n"
+      Run(VEXACTL "insert bad.xml x a.xml"),
+      "1 vexactl: bad.xml: refused with 22 (the content of the clip description is unusable)\n"
       "vexactl: x: refused with 3 (most likely vexamgr can't find the file or may not read it)\n"
       "inserted a.xml\n");
   EXPECT_EQ(

@@ -40,7 +40,8 @@ Finding UnusableFinding(const std::string& path, const ClipFileFault& fault) {
   return {Kind::kUnusable, path, ReasonOf(fault), isOwnFault};
 }
 
-// Identifies a folder as long as it is not taken away or replaced, as by an unmount.
+// Returns what identifies a folder. Another identity later means that the folder was taken away or
+// replaced, by an unmount, say.
 std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
   struct stat status = {};
   stat(folder.c_str(), &status);

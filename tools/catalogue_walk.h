@@ -7,14 +7,14 @@
 #include "clip/track_record.h"
 #include "db/catalogue_reader.h"
 
-// What a walk found.
+// What a walk found. The walk ends after kAway and after kCatalogueLost.
 struct Finding {
   enum class Kind {
     kMissing,        // a clip description that can be used, but whose clip has no row
     kUnusable,       // a clip description that can't be used
     kFolder,         // a folder that can't be listed
     kAway,           // the watch directory is not there, or not the same as at the beginning
-    kCatalogueLost,  // the catalogue can't be read any more; the walk ends
+    kCatalogueLost,  // the catalogue can't be read any more
   };
 
   Kind kind;

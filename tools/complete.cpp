@@ -78,7 +78,8 @@ int PutPing(int queueId, Request* ping) {
 // Waits until vexamgr answers, which it does once its population has ended. Returns 0, or the errno
 // of the queue operation that failed.
 int AwaitAnswer(int queueId) {
-  // A vexamgr that fails at its start ends within this second, so pings to it do not pile up.
+  // If vexamgr crashes at each start, its queue stays. systemd ends this process, too, and starts
+  // both anew. Without this second, each start would leave one more ping in the queue.
   std::this_thread::sleep_for(seconds(1));
   Request ping = Ping();
   int32_t result;

@@ -14,8 +14,8 @@ std::string ResolveDatabase(const std::string& name);
 
 std::string FolderOf(const std::string& path);
 
-// Opens a file or a folder with the flags of open(2) and has it written to the disk: of a folder,
-// what was made, renamed and removed there.
+// Opens a file or a folder with these flags of open(2) and has it written to the disk. Of a
+// folder, only its list of names is written, not the content of its files.
 int SyncFile(const std::string& path, int flags);
 int SyncFolder(const std::string& folder);
 

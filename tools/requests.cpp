@@ -21,8 +21,8 @@ Request PathRequest(int32_t messageId, const char* outcome, const std::string& p
   return {path, outcome, message, size};
 }
 
-// What the result code of a refused insertion stands for. Of the other numbers that is uncertain:
-// they are tinyxml2's, for a file that vexamgr can't load, or SQLite's.
+// What the result code of a refused insertion stands for, where it is certain or likely. Any other
+// code is tinyxml2's, for a file that vexamgr can't load, or SQLite's.
 const char* MeaningOfInsertion(int32_t code) {
   switch (code) {
     case EINVAL:

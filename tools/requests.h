@@ -13,7 +13,7 @@ enum ExitStatus {
   kRefused = 1,
   kMissing = 1,     // of check: a clip has no row, or a clip description can't be used
   kWrongUse = 2,    // nothing was done
-  kNoAnswer = 3,    // no queue, no answer in time
+  kNoAnswer = 3,    // no queue, no answer in time; of complete: an error ended it
   kCannotTell = 3,  // of check
   kFailed = 255,    // of prepare; systemd counts 255 as a failure of the unit, but not 1
 };

@@ -40,11 +40,7 @@ vexamgr takes a relative FILE from its own working directory. Before a FILE, ID
 or DATABASE that begins with - there must be a --, and all options before that.
 WATCH_DIRECTORY is named as for vexamgr. A request that is refused with 5,
 because another process has locked the catalogue, is sent again until its time
-limit has passed.
-
-Exit status: 0 everything was done; 1 something was refused, or check printed
-something; 2 wrong use; 3 vexamgr gave no answer, or check can't tell;
-255 prepare failed.
+limit has passed. vexactl(1) lists the exit statuses.
 )";
 
 ExitStatus SendAll(CommandLine* commandLine) {
