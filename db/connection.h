@@ -18,8 +18,8 @@ class Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  // Opens a database, with the flags of sqlite3_open_v2. Takes every name for that of a
-  // file, never for a URI or a database in memory. Call this once only.
+  // Opens a database, with the flags of sqlite3_open_v2. Takes every name for that of a file, never
+  // for a URI or a database in memory. Call this once only.
   void Open(const std::string& filename, int flags);
 
   // Compiles a statement, which is the caller's to finalize. Returns null on failure.

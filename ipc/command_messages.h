@@ -48,9 +48,8 @@ typedef struct RecordingUpdate {
 
 /* A request. */
 typedef struct CommandMessage {
-  long mtype; /* COMMAND_REQUEST_TYPE */
-  int32_t
-      SenderType; /* where the requester awaits the reply: positive, not 1, no other requester's */
+  long mtype;         /* COMMAND_REQUEST_TYPE */
+  int32_t SenderType; /* the mtype of the reply: positive, not 1, and no other requester's */
   int32_t MessageId;
   int32_t DataLength; /* not read: the size of the message counts */
   union {
