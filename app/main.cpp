@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
   InstallSignalHandler();
   // The queue comes before the database: see doc/compatibility.md.
   const int queueId = msgget(COMMAND_QUEUE_KEY, IPC_CREAT | 0666);
-  if (queueId < 0) {
+  if (queueId == -1) {
     syslog(LOG_DAEMON | LOG_ERR, "[main] Failed to create message queue\n");
     return 1;
   }

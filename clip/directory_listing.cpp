@@ -9,11 +9,11 @@ namespace {
 // The selector of scandir(3): 1 for an entry to list.
 int scan_dir_filter(const dirent* entry) {
   if (entry->d_type == DT_DIR) {
-    return entry->d_name[0] != '.' ? 1 : 0;
+    return entry->d_name[0] != '.';
   }
   if (entry->d_type == DT_REG) {
     const std::string_view name = entry->d_name;
-    return name.size() > kClipFileSuffix.size() && HasClipFileSuffix(name) ? 1 : 0;
+    return name.size() > kClipFileSuffix.size() && HasClipFileSuffix(name);
   }
   return 0;
 }

@@ -13,15 +13,13 @@ bool CatalogueReader::Open(const std::string& filename, std::string* why) {
       "SELECT rowid FROM Track "
       "WHERE DateFrom = ? AND DateTo = ? AND TriggerType = ? AND Path = ? AND rowid > ? LIMIT 1");
   const int error = connection.Error();
-  if (error == SQLITE_ERROR || (error == 0 && recording.empty())) {  // "no such table"
-    *why = "this is no catalogue yet: start vexamgr anew, after vexactl prepare";
-    return false;
+  const bool isCatalogue = error == 0 && !recording.empty();
+  if (!isCatalogue) {
+    const bool isUnfinished = error == 0 || error == SQLITE_ERROR;  // "no such table"
+    *why = isUnfinished ? "this is no catalogue yet: start vexamgr anew, after vexactl prepare"
+                        : connection.ErrorText();
   }
-  if (error != 0) {
-    *why = connection.ErrorText();
-    return false;
-  }
-  return true;
+  return isCatalogue;
 }
 
 bool CatalogueReader::HasTrack(const TrackRecord& track, bool* has, std::string* why) {

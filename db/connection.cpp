@@ -7,7 +7,7 @@
 Connection::~Connection() { sqlite3_close(connection); }
 
 void Connection::Open(const std::string& filename, int flags) {
-  const int kMinute = 60 * 1000;
+  const int kMinute = 60000;  // in milliseconds
   // SQLite takes some names for a database in memory or for a URI, but no name that begins with /
   // or with ./.
   const std::string path = filename[0] == '/' ? filename : "./" + filename;

@@ -73,7 +73,7 @@ int VexaDAO::IsEmpty() {
     LogSqliteError();
     return 0;
   }
-  return count == 0 ? 1 : 0;
+  return count == 0;
 }
 
 int VexaDAO::InsertCamera(const char* manufacturerName, const char* productName,

@@ -25,7 +25,7 @@ int32_t ReplyType() {
 
 void DrainReplies(int queueId, int32_t type) {
   CommandReply stale;
-  while (msgrcv(queueId, &stale, COMMAND_REPLY_SIZE, type, IPC_NOWAIT | MSG_NOERROR) >= 0) {
+  while (msgrcv(queueId, &stale, COMMAND_REPLY_SIZE, type, IPC_NOWAIT | MSG_NOERROR) != -1) {
   }
 }
 
@@ -61,7 +61,7 @@ template <typename Operation>
 int CallUntil(Clock::time_point deadline, Operation operation) {
   int error = 0;
   StartInterruptions(std::chrono::duration_cast<microseconds>(deadline - Clock::now()));
-  while (error == 0 && operation() < 0) {
+  while (error == 0 && operation() == -1) {
     if (errno != EINTR) {
       error = errno;
     } else if (Clock::now() >= deadline) {
@@ -76,7 +76,7 @@ int CallUntil(Clock::time_point deadline, Operation operation) {
 
 int OpenCommandQueue(int* queueId) {
   const int id = msgget(COMMAND_QUEUE_KEY, 0);
-  if (id < 0) {
+  if (id == -1) {
     return errno;
   }
   *queueId = id;

@@ -37,7 +37,7 @@ int VexaManager::RunCommandLoop() {
   // comes between the test of `running` and msgrcv(2) takes effect only after the next request.
   while (running) {
     const ssize_t size = msgrcv(queueId, &message, COMMAND_REQUEST_SIZE, COMMAND_REQUEST_TYPE, 0);
-    if (size < 0) {
+    if (size == -1) {
       const int error = errno;
       if (!running && error == EINTR) {
         return 0;

@@ -8,7 +8,7 @@
 
 int VexaManager::ScanDirectory(const std::string& directory) {
   DirectoryListing listing(directory);
-  if (listing.count < 0) {
+  if (listing.count == -1) {
     const int error = errno;
     syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  Error scanning directory (%d) %s\n", error,
            strerror(error));

@@ -11,13 +11,13 @@
 
 int net_get_hwaddr(std::string* address) {
   const int descriptor = socket(AF_INET, SOCK_DGRAM, 0);
-  if (descriptor < 0) {
+  if (descriptor == -1) {
     syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  socket error");
     return -1;
   }
   ifreq request = {};
   strcpy(request.ifr_name, "eth0");
-  if (ioctl(descriptor, SIOCGIFHWADDR, &request) < 0) {
+  if (ioctl(descriptor, SIOCGIFHWADDR, &request) == -1) {
     syslog(LOG_DAEMON | LOG_ERR, "[VexaManager]  net_get_hwaddr: ioctl SIOCGIFHWADDR");
     close(descriptor);
     return -1;

@@ -74,22 +74,20 @@ class Walk {
 
 bool Walk::VisitFolder(const std::string& folder) {
   DirectoryListing listing(folder);
-  if (listing.count < 0) {
+  if (listing.count == -1) {
     const int error = errno;
     if (error == ENOENT) {
       return CheckStillThere();
     }
     return report({Kind::kFolder, folder, strerror(error), IsOwnFault(error)});
   }
-  for (; listing.count > 0; listing.RemoveLast()) {
+  bool goesOn = true;
+  for (; goesOn && listing.count > 0; listing.RemoveLast()) {
     const dirent* entry = listing.entries[listing.count - 1];
     const std::string path = folder + "/" + entry->d_name;
-    const bool goesOn = entry->d_type == DT_REG ? VisitDescription(path) : VisitFolder(path);
-    if (!goesOn) {
-      return false;
-    }
+    goesOn = entry->d_type == DT_REG ? VisitDescription(path) : VisitFolder(path);
   }
-  return true;
+  return goesOn;
 }
 
 bool Walk::VisitDescription(const std::string& path) {
@@ -101,7 +99,7 @@ bool Walk::VisitDescription(const std::string& path) {
     }
     return report(UnusableFinding(path, fault));
   }
-  bool hasRow = false;
+  bool hasRow;
   std::string why;
   if (!catalogue->HasTrack(missing.track, &hasRow, &why)) {
     report({Kind::kCatalogueLost, path, why});
@@ -123,7 +121,7 @@ bool Walk::CheckStillThere() {
 void WalkCatalogue(const std::string& watchDirectory, CatalogueReader* catalogue,
                    const Report& report) {
   struct stat status;
-  if (stat(watchDirectory.c_str(), &status) < 0) {
+  if (stat(watchDirectory.c_str(), &status) == -1) {
     report({Kind::kAway, watchDirectory, strerror(errno)});
     return;
   }

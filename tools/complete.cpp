@@ -24,7 +24,7 @@ class FolderLock {
  public:
   explicit FolderLock(const std::string& folder)
       : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
-        error(descriptor < 0 || flock(descriptor, LOCK_EX) < 0 ? errno : 0) {}
+        error(descriptor == -1 || flock(descriptor, LOCK_EX) == -1 ? errno : 0) {}
   ~FolderLock() { close(descriptor); }
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;
@@ -182,21 +182,17 @@ void Pass::GiveUp(const std::string& subject, const std::string& reason) {
 }
 
 bool Pass::Take(const Finding& finding) {
-  switch (finding.kind) {
-    case Finding::Kind::kMissing:
-      return Insert(finding);
-    case Finding::Kind::kUnusable:
-    case Finding::Kind::kFolder:
-    case Finding::Kind::kAway:
-      PrintReason(finding.path, finding.reason);
-      LeaveOut(finding.isOwnFault);
-      error = options.pending && finding.kind == Finding::Kind::kAway ? ENOENT : 0;
-      return true;
-    case Finding::Kind::kCatalogueLost:
-      GiveUp(database, finding.reason);
-      return false;
+  if (finding.kind == Finding::Kind::kMissing) {
+    return Insert(finding);
   }
-  return false;
+  if (finding.kind == Finding::Kind::kCatalogueLost) {
+    GiveUp(database, finding.reason);
+    return false;
+  }
+  PrintReason(finding.path, finding.reason);
+  LeaveOut(finding.isOwnFault);
+  error = options.pending && finding.kind == Finding::Kind::kAway ? ENOENT : 0;
+  return true;
 }
 
 bool Pass::Insert(const Finding& finding) {
@@ -211,14 +207,14 @@ bool Pass::Insert(const Finding& finding) {
   if (error != 0) {
     return false;
   }
-  if (result == 3 && access(finding.path.c_str(), F_OK) < 0) {
+  if (result == 3 && access(finding.path.c_str(), F_OK) == -1) {
     return true;  // the description has gone meanwhile
   }
   PrintOutcome(insertion, result);
   if (result != 0) {
     return IsWorthGoingOn(finding.track, result);
   }
-  bool hasRow = false;
+  bool hasRow;
   std::string why = "vexamgr serves another catalogue: the clip has no row here";
   if (!catalogue.HasTrack(finding.track, &hasRow, &why) || !hasRow) {
     GiveUp(database, why);

@@ -32,10 +32,10 @@ std::string FolderOf(const std::string& path) {
 
 int SyncFile(const std::string& path, int flags) {
   const int descriptor = open(path.c_str(), flags | O_CLOEXEC, 0644);
-  if (descriptor < 0) {
+  if (descriptor == -1) {
     return errno;
   }
-  const int error = fsync(descriptor) < 0 ? errno : 0;
+  const int error = fsync(descriptor) == -1 ? errno : 0;
   close(descriptor);
   return error;
 }
@@ -53,7 +53,7 @@ bool EndsInSlash(const std::string& watchDirectory) {
 IncompleteMark::IncompleteMark(const std::string& database)
     : path(database + "-incomplete"),
       descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)),
-      openError(descriptor < 0 ? errno : 0) {}
+      openError(descriptor == -1 ? errno : 0) {}
 
 IncompleteMark::~IncompleteMark() { close(descriptor); }
 
@@ -68,7 +68,7 @@ int IncompleteMark::Lock() const {
   if (openError != 0) {
     return openError;
   }
-  return flock(descriptor, LOCK_EX | LOCK_NB) < 0 ? errno : 0;
+  return flock(descriptor, LOCK_EX | LOCK_NB) == -1 ? errno : 0;
 }
 
 int IncompleteMark::Remove() const {
@@ -82,7 +82,7 @@ int IncompleteMark::Remove() const {
   if (const int error = SyncFolder(folder); error != 0) {
     return error;
   }
-  if (unlink(path.c_str()) < 0) {
+  if (unlink(path.c_str()) == -1) {
     return errno;
   }
   return SyncFolder(folder);

@@ -24,6 +24,11 @@ ExitStatus Fail(const std::string& subject, const std::string& reason) {
   return kFailed;
 }
 
+// Fails if a step has returned an errno rather than 0.
+ExitStatus FailUnlessDone(const std::string& subject, int error) {
+  return error == 0 ? kCarriedOut : Fail(subject, strerror(error));
+}
+
 // See https://sqlite.org/fileformat.html, "The Database Header", offset 18.
 bool HasWriteAheadLog(const std::string& database) {
   std::ifstream file(database, std::ios::binary);
@@ -38,7 +43,7 @@ bool HasWriteAheadLog(const std::string& database) {
 bool LacksRoom(const std::string& database) {
   std::string trial = database + "-room-XXXXXX";
   const int descriptor = mkostemp(trial.data(), O_CLOEXEC);
-  if (descriptor < 0) {
+  if (descriptor == -1) {
     return false;  // a later step that makes a file fails, too, and says why
   }
   unlink(trial.c_str());
@@ -58,7 +63,7 @@ ExitStatus LeaveMark(const std::string& database) {
   if (error == 0) {
     error = SyncFolder(FolderOf(mark));
   }
-  return error == 0 ? kCarriedOut : Fail(mark, strerror(error));
+  return FailUnlessDone(mark, error);
 }
 
 // Removes what is left of an earlier preparation, and the journals of a database that was removed,
@@ -67,19 +72,18 @@ ExitStatus RemoveLeftovers(const std::string& database) {
   for (const char* suffix :
        {"-new", "-new-journal", "-new-wal", "-new-shm", "-journal", "-wal", "-shm"}) {
     const std::string leftover = database + suffix;
-    if (unlink(leftover.c_str()) < 0 && errno != ENOENT) {
+    if (unlink(leftover.c_str()) == -1 && errno != ENOENT) {
       return Fail(leftover, strerror(errno));
     }
   }
-  const int error = SyncFolder(FolderOf(database));
-  return error == 0 ? kCarriedOut : Fail(database, strerror(error));
+  return FailUnlessDone(database, SyncFolder(FolderOf(database)));
 }
 
 int MoveInPlace(const std::string& made, const std::string& database) {
   if (const int error = SyncFile(made, O_RDONLY); error != 0) {
     return error;
   }
-  if (rename(made.c_str(), database.c_str()) < 0) {
+  if (rename(made.c_str(), database.c_str()) == -1) {
     return errno;
   }
   return SyncFolder(FolderOf(database));
@@ -94,8 +98,7 @@ ExitStatus MakeDatabase(const std::string& database) {
   std::string why;
   const DatabaseCreation creation = CreateEmptyDatabase(made, &why);
   if (creation == DatabaseCreation::kDone) {
-    const int error = MoveInPlace(made, database);
-    return error == 0 ? kCarriedOut : Fail(database, strerror(error));
+    return FailUnlessDone(database, MoveInPlace(made, database));
   }
   RemoveLeftovers(database);
   if (creation == DatabaseCreation::kNoSharedMappings) {
@@ -107,7 +110,7 @@ ExitStatus MakeDatabase(const std::string& database) {
 
 ExitStatus PrepareNew(const std::string& database, const std::string& watchDirectory) {
   // vexamgr could not populate a database from such a folder.
-  if (!watchDirectory.empty() && access((watchDirectory + "/.").c_str(), R_OK | X_OK) < 0) {
+  if (!watchDirectory.empty() && access((watchDirectory + "/.").c_str(), R_OK | X_OK) == -1) {
     return Refuse(watchDirectory, std::string("can't be read as a folder: ") + strerror(errno));
   }
   if (LacksRoom(database)) {
@@ -124,7 +127,7 @@ ExitStatus PrepareExisting(const std::string& database) {
     return kFailed;
   }
   const bool isMarked = IncompleteMark(database).IsThere();
-  bool isNew = false;
+  bool isNew;
   std::string why;
   if (!LookIntoDatabase(database, isMarked, &isNew, &why)) {
     PrintReason(database, "left as it is: " + why);

@@ -20,7 +20,7 @@ enum ExitStatus {
 
 // One request that vexactl is to send.
 struct Request {
-  std::string subject;     // printed: a path, "recording ID" or "vexamgr"
+  std::string subject;     // printed: a path, the recording or vexamgr
   const char* outcome;     // printed before the subject once the request was carried out
   CommandMessage message;  // complete but for mtype and SenderType
   size_t size;             // of the message, without mtype
