@@ -40,21 +40,15 @@ Finding UnusableFinding(const std::string& path, const ClipFileFault& fault) {
   return {Kind::kUnusable, path, ReasonOf(fault), isOwnFault};
 }
 
-// Returns what identifies a folder. Another identity later means that the folder was taken away or
+// What identifies a folder. Another identity later means that the folder was taken away or
 // replaced, by an unmount, say.
-std::pair<dev_t, ino_t> IdentityOf(const std::string& folder) {
-  struct stat status = {};
-  stat(folder.c_str(), &status);
-  return {status.st_dev, status.st_ino};
-}
+using Identity = std::pair<dev_t, ino_t>;
 
 class Walk {
  public:
-  Walk(const std::string& directory, CatalogueReader* reader, const Report& reporter)
-      : watchDirectory(directory),
-        identity(IdentityOf(directory)),
-        catalogue(reader),
-        report(reporter) {}
+  Walk(const std::string& directory, const Identity& found, CatalogueReader* reader,
+       const Report& reporter)
+      : watchDirectory(directory), identity(found), catalogue(reader), report(reporter) {}
 
   // Return whether the walk goes on.
   bool VisitFolder(const std::string& folder);
@@ -67,7 +61,7 @@ class Walk {
 
  private:
   const std::string& watchDirectory;
-  const std::pair<dev_t, ino_t> identity;
+  const Identity identity;
   CatalogueReader* const catalogue;
   const Report& report;
 };
@@ -109,7 +103,9 @@ bool Walk::VisitDescription(const std::string& path) {
 }
 
 bool Walk::CheckStillThere() {
-  if (IdentityOf(watchDirectory) == identity) {
+  struct stat status;
+  if (stat(watchDirectory.c_str(), &status) == 0 &&
+      Identity(status.st_dev, status.st_ino) == identity) {
     return true;
   }
   report({Kind::kAway, watchDirectory, "it was taken away meanwhile"});
@@ -125,7 +121,7 @@ void WalkCatalogue(const std::string& watchDirectory, CatalogueReader* catalogue
     report({Kind::kAway, watchDirectory, strerror(errno)});
     return;
   }
-  Walk walk(watchDirectory, catalogue, report);
+  Walk walk(watchDirectory, {status.st_dev, status.st_ino}, catalogue, report);
   if (walk.VisitFolder(watchDirectory)) {
     walk.CheckStillThere();
   }

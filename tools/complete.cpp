@@ -79,7 +79,7 @@ int PutPing(int queueId, Request* ping) {
 // of the queue operation that failed.
 int AwaitAnswer(int queueId) {
   // If vexamgr crashes at each start, its queue stays. systemd ends this process, too, and starts
-  // both anew. Without this second, each start would leave one more ping in the queue.
+  // both anew. Without this pause, each start of the two would leave one more ping in the queue.
   std::this_thread::sleep_for(seconds(1));
   Request ping = Ping();
   int32_t result;
@@ -89,7 +89,8 @@ int AwaitAnswer(int queueId) {
     if (error != ETIMEDOUT) {
       return error;
     }
-    // If the queue is empty, vexamgr took the ping and was killed before it answered.
+    // If the queue is empty, vexamgr took the ping and was killed, or is about to answer. In the
+    // second case another ping does no harm.
     error = IsQueueEmpty(queueId) ? PutPing(queueId, &ping) : 0;
   }
   return error;
@@ -126,7 +127,7 @@ class Pass {
   // Return whether the walk goes on.
   bool Take(const Finding& finding);
   bool Insert(const Finding& finding);
-  bool IsWorthGoingOn(const TrackRecord& track, int32_t refusal);
+  bool NoteRefusal(const TrackRecord& track, int32_t refusal);
 
   // Notes that something is left out of the catalogue. If that is its own fault, another pass is
   // no use.
@@ -156,7 +157,6 @@ int Pass::Run() {
   if (error != 0) {
     return error;
   }
-  isWhole = !IsAway(options.watchDirectory);
   std::string why;
   if (!catalogue.Open(database, &why)) {
     GiveUp(database, why);
@@ -164,8 +164,9 @@ int Pass::Run() {
   }
   WalkCatalogue(options.watchDirectory, &catalogue,
                 [this](const Finding& finding) { return Take(finding); });
-  if (error == 0 && !isWhole && options.pending && IsAway(options.watchDirectory)) {
-    error = ENOENT;  // while a card is pulled out, reading from it gives various errors
+  if (IsAway(options.watchDirectory)) {
+    isWhole = false;
+    error = error == 0 && options.pending ? ENOENT : error;
   }
   return error;
 }
@@ -207,12 +208,12 @@ bool Pass::Insert(const Finding& finding) {
   if (error != 0) {
     return false;
   }
-  if (result == 3 && access(finding.path.c_str(), F_OK) == -1) {
+  if (result == 3 && access(finding.path.c_str(), F_OK) == -1 && errno == ENOENT) {
     return true;  // the description has gone meanwhile
   }
   PrintOutcome(insertion, result);
   if (result != 0) {
-    return IsWorthGoingOn(finding.track, result);
+    return NoteRefusal(finding.track, result);
   }
   bool hasRow;
   std::string why = "vexamgr serves another catalogue: the clip has no row here";
@@ -223,10 +224,11 @@ bool Pass::Insert(const Finding& finding) {
   return true;
 }
 
-// Notes a refusal. The description could be used a moment ago. So a 3 or a 22 means that vexamgr
-// may not read it or that it has changed, and a 1 for a path with a quote means that the statement
-// was too long. Any other number is most likely SQLite's, and the next clip would get it, too.
-bool Pass::IsWorthGoingOn(const TrackRecord& track, int32_t refusal) {
+// Notes a refusal, and returns whether the walk goes on. The description could be used a moment
+// ago. So a 3 or a 22 means that vexamgr may not read it or that it has changed, and a 1 for a path
+// with a quote means that the statement was too long. Any other number is most likely SQLite's, and
+// the next clip would get it, too.
+bool Pass::NoteRefusal(const TrackRecord& track, int32_t refusal) {
   const bool isTooLong = refusal == SQLITE_ERROR && strchr(track.Path, '\'') != nullptr;
   LeaveOut(isTooLong);
   return isTooLong || refusal == 3 || refusal == EINVAL;

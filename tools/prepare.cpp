@@ -36,15 +36,16 @@ bool HasWriteAheadLog(const std::string& database) {
   return file.get() == 2;
 }
 
-// Says that less than 64 kB is left for this user beside the database, if that is so.
-// SQLite maps the index of a write-ahead log before it has room for it, and a process that then
-// writes there, vexamgr or a reader, is killed by SIGBUS. Only a trial shows what is left: the
+// Whether no file of 64 kB can be made for this user beside the database. If so, says why.
+// SQLite maps the index of a write-ahead log before there is room for all of it. A process that
+// then writes there, vexamgr or a reader, is killed by SIGBUS. Only a trial shows what is left: the
 // numbers of statvfs(3) ignore quotas, and count blocks that ext4 keeps for itself.
 bool LacksRoom(const std::string& database) {
   std::string trial = database + "-room-XXXXXX";
   const int descriptor = mkostemp(trial.data(), O_CLOEXEC);
   if (descriptor == -1) {
-    return false;  // a later step that makes a file fails, too, and says why
+    PrintReason(database, std::string("no file can be made beside it: ") + strerror(errno));
+    return true;
   }
   unlink(trial.c_str());
   const std::string zeros(65536, '\0');
