@@ -5,7 +5,7 @@
 # What every build needs.
 library_packages=(cmake libsqlite3-dev libtinyxml2-dev)
 build_packages=(g++ ninja-build "${library_packages[@]}")
-test_packages=(libgtest-dev iproute2 sqlite3)
+test_packages=(libgtest-dev iproute2 sqlite3 strace)
 
 # Installs those of the named Debian packages that are missing, through sudo when not root. Shows apt's
 # output only if that fails.

@@ -62,38 +62,44 @@ TEST_F(CatalogueTest, AScanTellsWhyItCannotReadAFolder) {
 
 TEST_F(CatalogueTest, ALockedDatabaseIsNeitherAwaitedNorPopulated) {
   sqlite3* locker = Hold("BEGIN EXCLUSIVE");
-  const auto unlocked = std::async([locker, tester = gettid()] {
-    // The main thread sleeps at the end of the test, where it awaits this thread. If the service
-    // waited for the lock, the main thread would sleep in Populate.
-    WaitUntil("the main thread sleeps", [=] { return Sleeps(tester); });
-    sqlite3_close(locker);
-  });
-  EXPECT_EQ(Populate(), 0)
-      << "a database whose tables can't be looked up counts as an existing one";
-  EXPECT_EQ(Take("log"),
-            "27 [VexaDAO] Error checking whether database is empty\n"
-            "27 [VexaDAO] sqlite3 error (5) database is locked\n")
-      << "if no error comes first, the service has waited for the lock";
+  const std::string noSleepAndNoQueue = "/nanosleep:signal=KILL -e inject=msgrcv:error=EIDRM";
+  EXPECT_EQ(Run(With(noSleepAndNoQueue) + VEXAMGR_CAPTURED "db w"), "1 ")
+      << "-9 would mean that vexamgr waits for the lock";
+  EXPECT_LOGGED(
+      "27 [VexaDAO] Error checking whether database is empty\n"
+      "27 [VexaDAO] sqlite3 error (5) database is locked\n"
+      "27 [VexaManager]  Error receiving message 43\n");
+  sqlite3_close(locker);
 }
 
-TEST_F(CatalogueTest, ACreationThatFailsNamesItsStep) {
-  // What is there already, and the step that fails for it. vexamgr looks for a table with exactly
-  // the name Schema. For SQLite, SCHEMA and a view Schema have taken that name.
-  const std::pair<std::string, std::string> steps[] = {
-      {"CREATE TABLE SCHEMA (x)", "create SCHEMA table"},
-      {"CREATE VIEW Schema AS SELECT 1", "create SCHEMA table"},
-      {"CREATE TABLE Camera (x)", "create CAMERA table"},
-      {"CREATE TABLE Track (x)", "create TRACK table"},
-      {"CREATE TABLE Recording (x)", "create RECORDING table"},
-      {"CREATE TABLE x (x); CREATE INDEX TrackDateToAscending ON x (x)", "create indices"},
-      {"CREATE TABLE x (x); CREATE TRIGGER ClipDeleted AFTER DELETE ON x BEGIN SELECT 1; END",
-       "create triggers"},
+TEST_F(CatalogueTest, APopulationThatFailsNamesItsStep) {
+  WriteClip("w/a.xml");
+  // A change that can't remove its rollback journal at its end fails. The four indices are four
+  // changes, and the triggers two.
+  const std::pair<int, std::string> steps[] = {
+      {1, "[VexaDAO] Failed to create SCHEMA table\n"},
+      {2, "[VexaDAO] Failed to create CAMERA table\n"},
+      {3, "[VexaDAO] Failed to create TRACK table\n"},
+      {4, "[VexaDAO] Failed to create RECORDING table\n"},
+      {8, "[VexaDAO] Failed to create indices\n"},
+      {10, "[VexaDAO] Failed to create triggers\n"},
+      {11, "[VexaDAO] Failed to populate SCHEMA table\n"},
+      {12, "[VexaDAO] Failed to populate CAMERA table\n"},
+      {13, "[VexaManager]  Failed to populate RECORDING table\n"},
+      {14, "[VexaManager]  Failed to insert database clip (w/a.xml)\n"},
   };
-  for (const auto& [sql, step] : steps) {
+  for (const auto& [change, line] : steps) {
+    const std::string fault = "/^unlink:error=EIO:when=" + std::to_string(change);
+    EXPECT_EQ(Run(With(fault) + VEXAMGR_CAPTURED "db w"), "1 ") << line;
+    EXPECT_LOGGED("27 [VexaDAO] sqlite3 error (10) disk I/O error\n27 " + line);
+    Run("rm db*");
+  }
+}
+
+TEST_F(CatalogueTest, OnlyATableWithExactlyTheNameSchemaIsACatalogue) {
+  for (const std::string sql : {"CREATE TABLE SCHEMA (x)", "CREATE VIEW Schema AS SELECT 1"}) {
     Query(sql);
-    EXPECT_EQ(Populate(), 1) << sql;
-    EXPECT_LOGGED("27 [VexaDAO] sqlite3 error (1) SQL logic error\n27 [VexaDAO] Failed to " + step +
-                  "\n27 [VexaManager]  Failed to create new database\n");
+    EXPECT_EQ(Populate(), 1) << "a creation in vain, since the name is taken: " << sql;
     std::filesystem::remove("db");
   }
 }

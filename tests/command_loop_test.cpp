@@ -15,7 +15,7 @@ TEST_F(CommandLoopTest, HoldsRequestsToTheirSizes) {
   EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "", 12), -1);
   EXPECT_EQ(Ask(COMMAND_INSERT_CLIP, "", 13), 3);  // an empty path, which is not found
   EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1319), -1);
-  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1320), 0) << "whatever its DataLength says";
+  EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1320), 0) << "of the recording 0";
   EXPECT_EQ(Ask(COMMAND_UPDATE_RECORDING, "", 1321), -1);
   EXPECT_EQ(Query("SELECT DateFrom, DateTo, Content FROM Recording"), "0|0|Recording Contents|");
 }

@@ -58,7 +58,7 @@ class ServiceTest : public testing::Test {
     std::filesystem::remove_all(folder);
   }
 
-  // Populates an empty database. A manager that is stopped before its start serves nothing.
+  // Populates the database if it is new. A manager that is stopped before its start serves nothing.
   int Populate(const char* watchDirectory = "w") {
     manager.emplace("db", -1, watchDirectory);
     manager->Stop();
@@ -165,7 +165,7 @@ class ServiceTest : public testing::Test {
   static pid_t Execute(const std::string& command) {
     const pid_t process = fork();
     if (process == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);  // no command outlives a test that fails
+      prctl(PR_SET_PDEATHSIG, SIGKILL);  // no command outlives the test program
       const std::string script = "exec >output 2>&1; exec " + command;
       execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
       _exit(127);
@@ -190,6 +190,15 @@ class ServiceTest : public testing::Test {
   static std::string Run(const std::string& command) {
     const int status = End(Execute(command));
     return std::to_string(status) + " " + Take("output");
+  }
+
+  // What to put before a command so that strace(1) tampers with its system calls:
+  // "fsync:error=EIO:when=3" makes the third fsync(2) fail, "openat:signal=KILL:when=1 -P log"
+  // kills the command at its first openat(2) of "log". The command keeps its process id, thanks
+  // to -D, and does not look for leaks, which it can't under strace.
+  static std::string With(const std::string& fault) {
+    return "strace -D -e quiet=all -o /dev/null -E ASAN_OPTIONS=detect_leaks=0 -e inject=" + fault +
+           " ";
   }
 
   // Waits until a fact holds, for 10 s at most. Else fails where it was called, and ends the test.
