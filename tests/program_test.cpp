@@ -93,6 +93,7 @@ TEST_P(KillTest, IsCompletedWithEachClipOnce) {
   const pid_t complete = Execute(VEXACTL "--timeout 1 complete --pending db w");
   EXPECT_EQ(Run(With("openat:signal=KILL:when=3 -P log") + VEXAMGR_CAPTURED "db w"), "-9 ")
       << "in the completion";
+  // This vexamgr answers each request 50 ms late, and vexactl must wait for the answer.
   const pid_t service = Execute(With("msgsnd:delay_enter=50000") + VEXAMGR_CAPTURED "db w");
   EXPECT_EQ(End(complete), 0);
   EXPECT_EQ(End(service, SIGTERM), 0);
