@@ -164,9 +164,12 @@ int Pass::Run() {
   }
   WalkCatalogue(options.watchDirectory, &catalogue,
                 [this](const Finding& finding) { return Take(finding); });
+  // A walk over a card that is pulled out meets various errors, or nothing but an empty folder.
   if (IsAway(options.watchDirectory)) {
     isWhole = false;
-    error = error == 0 && options.pending ? ENOENT : error;
+    if (error == 0 && options.pending) {
+      error = ENOENT;
+    }
   }
   return error;
 }
